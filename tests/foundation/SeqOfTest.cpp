@@ -1,0 +1,171 @@
+#include "SeqOf.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "SeqOfPtr.h"
+#include "TestSupport.h"
+#include "TextString.h"
+
+namespace {
+
+std::vector<int> contents(const SeqOf<int>& seq) {
+  std::vector<int> out;
+  for (int i = 0; i < seq.length(); ++i) out.push_back(seq[i]);
+  return out;
+}
+
+SeqOf<int> sequence(std::vector<int> items) {
+  return SeqOf<int>(static_cast<int>(items.size()), items.data());
+}
+
+TEST(SeqOfTest, CopyOnWrite) {
+  SeqOf<int> a = sequence({1, 2, 3});
+  SeqOf<int> b(a);
+  EXPECT_TRUE(a.sharesWith(b));
+  b.append(4);
+  EXPECT_FALSE(a.sharesWith(b));
+  EXPECT_EQ((std::vector<int>{1, 2, 3}), contents(a));
+  EXPECT_EQ((std::vector<int>{1, 2, 3, 4}), contents(b));
+
+  // A sequence that gave out a reference is copied in full by every copy.
+  int& first = a[0];
+  SeqOf<int> c(a);
+  EXPECT_FALSE(a.sharesWith(c));
+  first = 10;
+  EXPECT_EQ(1, c[0]);
+  SeqOf<int> d;
+  d = a;
+  EXPECT_FALSE(a.sharesWith(d));
+  d[1] = 20;
+  EXPECT_EQ((std::vector<int>{10, 2, 3}), contents(a));
+  EXPECT_EQ((std::vector<int>{10, 20, 3}), contents(d));
+
+  SeqOf<TextString> texts;
+  texts.append(TextString("x"));
+  texts.append(texts[0]);  // an element of itself, across a reallocation
+  EXPECT_STREQ("x", texts[1].chars());
+}
+
+TEST(SeqOfTest, CapacityGrowsByTenThenTenPercent) {
+  SeqOf<int> seq;
+  EXPECT_EQ(0, seq.capacity());
+  std::vector<int> seen;
+  for (int i = 0; i < 130; ++i) {
+    seq.append(i);
+    if (seen.empty() || seen.back() != seq.capacity())
+      seen.push_back(seq.capacity());
+  }
+  EXPECT_EQ((std::vector<int>{10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 110,
+                              121, 133}),
+            seen);
+  EXPECT_EQ(129, seq[129]);
+}
+
+TEST(SeqOfTest, SetLengthShrinksOnlyWhenMostlyUnused) {
+  SeqOf<int> seq;
+  seq.setLength(100);
+  EXPECT_EQ(100, seq.capacity());
+  seq.setLength(95);
+  EXPECT_EQ(100, seq.capacity());
+  seq.setLength(50);
+  EXPECT_EQ(50, seq.capacity());
+  EXPECT_EQ(50, seq.length());
+
+  // Within capacity, elements past the length stay where they were.
+  SeqOf<int> kept = sequence({1, 2, 3, 4, 5});
+  kept.setLength(2);
+  EXPECT_EQ(5, kept.capacity());
+  kept.setLength(4);
+  EXPECT_EQ((std::vector<int>{1, 2, 3, 4}), contents(kept));
+  // Growing past it gives default elements.
+  kept.setLength(7);
+  EXPECT_EQ(0, kept[6]);
+
+  SeqOf<int> small = sequence({1, 2, 3});
+  small.setLength(0);
+  EXPECT_EQ(3, small.capacity());
+
+  StderrCapture err;
+  SeqOf<int> negative = sequence({1, 2, 3});
+  negative.setLength(-1);
+  EXPECT_EQ(0, negative.length());
+  EXPECT_NE(std::string::npos,
+            err.text().find("BUG: negative argument to SeqOf.setLength\n"));
+}
+
+TEST(SeqOfTest, ReplaceBetweenInsertsAndRemoves) {
+  SeqOf<int> seq = sequence({0, 1, 2, 3});
+  seq.replaceBetween(1, 2, sequence({7, 8}));
+  EXPECT_EQ((std::vector<int>{0, 1, 7, 8, 2, 3}), contents(seq));
+  seq.replaceBetween(1, 4, SeqOf<int>());
+  EXPECT_EQ((std::vector<int>{0, 1, 2, 3}), contents(seq));
+  seq.replaceBetween(-1, 0, sequence({9}));
+  EXPECT_EQ((std::vector<int>{9, 0, 1, 2, 3}), contents(seq));
+  seq.replaceBetween(4, 5, sequence({5, 6}));
+  EXPECT_EQ((std::vector<int>{9, 0, 1, 2, 3, 5, 6}), contents(seq));
+  seq.replaceBetween(0, 3, sequence({4}));  // two out, one in
+  EXPECT_EQ((std::vector<int>{9, 4, 2, 3, 5, 6}), contents(seq));
+
+  SeqOf<int> self = sequence({1, 2});
+  self.replaceBetween(0, 1, self);
+  EXPECT_EQ((std::vector<int>{1, 1, 2, 2}), contents(self));
+
+  SeqOf<int> shared = sequence({1, 2, 3});
+  SeqOf<int> other(shared);
+  shared.replaceBetween(0, 2, SeqOf<int>());
+  EXPECT_EQ((std::vector<int>{1, 3}), contents(shared));
+  EXPECT_EQ((std::vector<int>{1, 2, 3}), contents(other));
+
+  StderrCapture err;
+  shared.replaceBetween(2, 1, sequence({5}));
+  EXPECT_EQ((std::vector<int>{1, 3}), contents(shared));
+  EXPECT_NE(std::string::npos, err.text().find("BUG: invalid range (2, 1)"));
+}
+
+TEST(SeqOfTest, BadIndexLogsAndGivesElementZero) {
+  SeqOf<int> seq = sequence({5, 6, 7});
+  StderrCapture err;
+  EXPECT_EQ(5, seq[3]);
+  const SeqOf<int>& view = seq;
+  EXPECT_EQ(5, view[-1]);
+  std::string log = err.text();
+  EXPECT_NE(std::string::npos,
+            log.find("BUG: index [3] out of range in SeqOf.checkIndex, "
+                     "size=3\n"));
+  EXPECT_NE(std::string::npos,
+            log.find("BUG: index [-1] out of range in SeqOf.checkIndex, "
+                     "size=3\n"));
+
+  // An empty sequence has no element 0: the stand-in is a default value
+  // that a write doesn't carry into the next bad access.
+  StderrCapture err2;
+  SeqOf<int> empty;
+  empty[0] = 42;
+  EXPECT_EQ(0, empty[0]);
+  EXPECT_EQ(0, empty.length());
+  EXPECT_EQ(2, countOf(err2.text(), "out of range in SeqOf.checkIndex"));
+}
+
+TEST(SeqOfTest, FindFirstAndPointers) {
+  SeqOf<int> seq = sequence({4, 5, 4});
+  EXPECT_EQ(0, seq.findFirst(4));
+  EXPECT_EQ(2, seq.findFirst(4, 1));
+  EXPECT_EQ(-1, seq.findFirst(9));
+  EXPECT_EQ(-1, seq.findFirst(4, 3));
+  EXPECT_EQ(-1, seq.findFirst(4, -1));
+
+  int x = 1, y = 2;
+  SeqOfPtr<int*> ptrs;
+  ptrs.append(&x);
+  ptrs.append(&y);
+  EXPECT_EQ(&y, ptrs[1]);
+  EXPECT_EQ(1, ptrs.findFirst(&y));
+  ptrs.put(0, &y);
+  EXPECT_EQ(0, ptrs.findFirst(&y));
+  EXPECT_EQ(2, ptrs.length());
+}
+
+}  // namespace

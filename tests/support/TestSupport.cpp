@@ -1,0 +1,80 @@
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <fstream>
+#include <sstream>
+
+TempDir::TempDir() {
+  char pattern[] = "/tmp/zephtest.XXXXXX";
+  const char* made = mkdtemp(pattern);
+  _path = made ? made : "";
+}
+
+TempDir::~TempDir() {
+  if (!_path.empty()) {
+    std::string command = "rm -rf '" + _path + "'";
+    if (system(command.c_str()) != 0) {
+      // Leftovers in /tmp are harmless; the test's result stands.
+    }
+  }
+}
+
+StderrCapture::StderrCapture() : _active(true) {
+  testing::internal::CaptureStderr();
+}
+
+StderrCapture::~StderrCapture() { text(); }
+
+std::string StderrCapture::text() {
+  if (_active) {
+    _text = testing::internal::GetCapturedStderr();
+    _active = false;
+  }
+  return _text;
+}
+
+std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream content;
+  content << in.rdbuf();
+  return content.str();
+}
+
+void writeFile(const std::string& path, const std::string& content) {
+  std::ofstream out(path, std::ios::binary);
+  out << content;
+}
+
+int countOf(const std::string& haystack, const std::string& needle) {
+  int count = 0;
+  for (size_t at = haystack.find(needle); at != std::string::npos;
+       at = haystack.find(needle, at + needle.size()))
+    ++count;
+  return count;
+}
+
+namespace {
+
+// Test programs log like any process; their log files go to a directory of
+// their own, not into the directory the tests run in.
+struct LogDirectoryForTests {
+  LogDirectoryForTests() {
+    char pattern[] = "/tmp/zephlog.XXXXXX";
+    if (const char* made = mkdtemp(pattern)) {
+      dir = made;
+      setenv("LOG_DIR", made, 1);
+    }
+  }
+  ~LogDirectoryForTests() {
+    if (dir.empty()) return;
+    std::string command = "rm -rf '" + dir + "'";
+    if (system(command.c_str()) != 0) {
+      // Leftovers in /tmp are harmless.
+    }
+  }
+  std::string dir;
+} logDirectoryForTests;
+
+}  // namespace
