@@ -60,6 +60,9 @@ class SeqOf {
     if (!checkIndex(index)) return constSubstitute();
     return _value->data[index];
   }
+  // The const operator[] by name: reads without making the sequence
+  // private or unshareable, also through a non-const handle.
+  const T& at(int index) const { return (*this)[index]; }
 
   void append(const T& item) {
     if (_value->referenceCount() <= 1 && _value->length < _value->capacity) {

@@ -18,10 +18,10 @@ The loader dictates the forms:
 * It reads a line with fgets into 220 characters, so no line may be longer
   than 219 characters before its newline.
 * Table B fields are cut at "|" with empty fields dropped, which would shift
-  the rest; so no field is empty and none contains "|".  A name that would
-  break this is repaired minimally ("|" becomes "/", an empty field "-", an
-  overlong name is cut) and listed on stderr.  The names are otherwise kept
-  as WMO writes them: netCDF templates refer to elements by these names.
+  the rest; so no field is empty (ecCodes' own fields are "|"-separated and
+  can't hold one either).  An empty name or unit becomes "-" and an overlong
+  name is cut at its end, each listed on stderr; otherwise the names stay as
+  WMO writes them: netCDF templates refer to elements by these names.
 * Units beginning with "CCITT IA5" make a character element, so every
   element that ecCodes types as string gets units starting so.
 * A Table D line must end with a field 0; members are read up to it.
@@ -39,7 +39,10 @@ sequence they serve, 3 XX 192 upwards (the WMO leaves 192 to 255 of each
 category to local use), the lowest number that no other entry uses, handed
 out in descriptor order. A cut never falls inside a replication: a
 replication operator, its factor and the X descriptors it covers stay on one
-line, so X needs no change.
+line, so X needs no change; only a group too long for any line goes to a
+local sequence of its own, and its replication then covers that one
+descriptor (X = 1).  A run lists on stdout each sequence it chained and the
+local descriptors it took.
 
 The cut points also keep the decoder's own reading.  It ends a sequence at
 its first delayed replication factor and lets the next sequence expanded
@@ -49,7 +52,8 @@ and may be chained freely.  Two readings can't be kept by any chaining:
 members of a sequence copied unexpanded into a delayed group of Section 3
 (the local descriptor there stands for the rest of the members), and a
 sequence expanded while a delayed group of an earlier sequence is pending
-(the end of each sequence closes that group).
+(the first sequence to end closes that group, and that may now be a local
+one).
 
 Local entries file.  One entry per line; blank lines and lines starting
 with "#" are skipped.  A line whose first field is a class 0 descriptor is a
@@ -66,9 +70,7 @@ import re
 import sys
 
 SOURCE_DIR = "/usr/share/eccodes/definitions/bufr/tables/0/wmo"
-# 13 is the newest version whose element definitions match what edition 3
-# producers encoded; version 14 changed widths and references of existing
-# elements (0 14 001 ...) and later versions rename or drop some.
+# The newest version that edition 3 data decodes with: version 14 changed existing elements (0 14 001 on).
 VERSION = "13"
 HERE = os.path.dirname(os.path.abspath(__file__))
 OUT_DIR = os.path.normpath(os.path.join(HERE, "..", "..", "site", "data"))
@@ -148,7 +150,7 @@ def load(source_dir, version, local_file):
 
 
 def table_b_line(d, name, units, scale, ref, bits):
-    name, units = (text.strip().replace("|", "/") or "-" for text in (name, units))
+    name, units = (text.strip() or "-" for text in (name, units))
     numbers = "|".join(map(str, (scale, ref, bits)))
     room = MAX_LINE - len(f"{d}||{units}|{numbers}")
     return f"{d}|{name[:room].rstrip()}|{units}|{numbers}"
@@ -209,27 +211,30 @@ def chain(sequences):
                 return d
         sys.exit(f"no free local descriptor left for chaining {parent}")
 
+    def wrap(seq, piece):
+        """A replication too long for any line, its group moved to a local sequence."""
+        covered = 1 + is_delayed(piece[0])
+        group = allocate(seq)
+        split(group, piece[covered:])
+        return [101000 + y_of(piece[0])] + piece[1:covered] + [group]
+
     def split(seq, members):
         if fits(seq, members):
             table[seq] = members
             return
-        pieces = units(members)
+        pieces = [p if fits(seq, [LINK, *p, LINK]) else wrap(seq, p) for p in units(members)]
         first = next((i for i, p in enumerate(pieces) if is_delayed(p[0])), len(pieces))
         head, start = [], 0
         if first < len(pieces):
             tail = [LINK] if first + 1 < len(pieces) else []
             while not fits(seq, [LINK] * bool(start) + flat(pieces[start:first + 1]) + tail):
                 start += 1
-                if start > first:
-                    sys.exit(f"sequence {seq}: replication {pieces[first][0]} doesn't fit in one line")
             if start:
                 head = [allocate(seq)]
                 split(head[0], flat(pieces[:start]))
         end = len(pieces)
         while not fits(seq, head + flat(pieces[start:end]) + [LINK] * (end < len(pieces))):
             end -= 1
-        if end <= start:
-            sys.exit(f"sequence {seq}: {pieces[start]} doesn't fit in one line")
         line = head + flat(pieces[start:end])
         if end < len(pieces):
             rest = allocate(seq)
