@@ -15,8 +15,8 @@ so a regeneration from the same inputs gives identical files.
 
 The loader dictates the forms:
 
-* It reads a line with fgets into 220 characters, so no line may be longer
-  than 219 characters before its newline.
+* It reads a line with fgets into 220 characters, newline included, so no
+  line may be longer than 218 characters before its newline.
 * Table B fields are cut at "|" with empty fields dropped, which would shift
   the rest; so no field is empty (ecCodes' own fields are "|"-separated and
   can't hold one either).  An empty name or unit becomes "-" and an overlong
@@ -76,7 +76,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 OUT_DIR = os.path.normpath(os.path.join(HERE, "..", "..", "site", "data"))
 LOCAL_FILE = os.path.join(HERE, "local_entries.txt")
 
-MAX_LINE = 219
+MAX_LINE = 218
 CHARACTER_UNITS = "CCITT IA5"
 FIRST_LOCAL_Y = 192
 LINK = 399999  # stands in for a local descriptor not yet numbered: all class 3 ones have six digits
