@@ -12,6 +12,9 @@ class GDataDescOps {
   GDataDescOps(int x, int y, BufrDecoder* decoder)
       : _x(x), _y(y), _decoder(decoder) {}
 
+  int x() const { return _x; }
+  int y() const { return _y; }
+
   bool changeDataWidth(int descriptor);
   bool resetDataWidth();
   bool changeDataScale(int descriptor);
