@@ -3,6 +3,7 @@
 // over all subsets), or by the road of nested delayed replications.
 #include <cmath>
 #include <cstdint>
+#include <limits>
 
 #include "BufrDecoder.h"
 #include "BufrEngineState.h"
@@ -25,9 +26,14 @@ bool isDelayedReplicator(int descriptor) {
   return descriptor == 31000 || descriptor == 31001 || descriptor == 31002;
 }
 
+// Formed in double precision and rounded once to single. A scale that an
+// operator has pushed far enough gives what a float can't hold: infinity.
 float scaled(int64_t raw, int reference, int exponent) {
-  return static_cast<float>(static_cast<double>(raw + reference) /
-                            std::pow(10.0, exponent));
+  double value = static_cast<double>(raw + reference) / std::pow(10.0, exponent);
+  const double largest = std::numeric_limits<float>::max();
+  if (value > largest) return std::numeric_limits<float>::infinity();
+  if (value < -largest) return -std::numeric_limits<float>::infinity();
+  return static_cast<float>(value);
 }
 
 // The characters up to the first blank.
@@ -35,6 +41,15 @@ TextString firstWord(const TextString& text) {
   unsigned blank;
   if (text.search(' ', blank)) return text.left(blank);
   return text;
+}
+
+// A replication count is the value cut to an int; what lies beyond an int
+// (a factor widened by an operator) is held at its edge, where the bounds
+// on unrolling refuse it.
+int countOf(float value) {
+  if (!(value > -2147483520.0f)) return std::numeric_limits<int>::min();
+  if (!(value < 2147483520.0f)) return std::numeric_limits<int>::max();
+  return static_cast<int>(value);
 }
 
 bool allOnes(unsigned raw, int width) {
@@ -230,7 +245,7 @@ bool BufrDecoder::decodeStandardData() {
         continue;
       }
       repetition.sequence().setLength(0);
-      int count = static_cast<int>(value);
+      int count = countOf(value);
       _replCounts.append(count);
       if (_nestedRepList.length() == 0) {
         if (!expandDelayedGroup(count, list, repetition.sequence(), i,
@@ -307,7 +322,7 @@ bool BufrDecoder::decodeNestedGroup(int nestIndex) {
       }
       ZLOG(LogStream::DEBUG) << "---Number of repetition = " << value
                              << std::endl;
-      int count = static_cast<int>(value);
+      int count = countOf(value);
       if (count > kMaxNestedCount) return false;
       _replCounts.append(count);
       repetition.sequence().setLength(0);
@@ -414,7 +429,7 @@ bool BufrDecoder::decodeCompressedFactor(int descriptor, SeqOf<int>& list,
                                << descriptor << std::endl;
       return false;
     }
-    int subsetCount = static_cast<int>(value);
+    int subsetCount = countOf(value);
     if (s > 0 && subsetCount != count) {
       ZLOG(LogStream::PROBLEM) << "Delayed replication counts differ between "
                                   "compressed subsets: "
