@@ -12,6 +12,9 @@
 
 class BufrDecoderTestPeer;
 class GDataDescOps;
+class NcAtt;
+class NcValues;
+class NcVar;
 
 // The abstract base of the product decoders: everything that knows the
 // BUFR code form (editions 2 and 3) and nothing of a product. A product
@@ -53,6 +56,27 @@ class BufrDecoder {
   bool compressed() const { return _compressed; }
 
   static bool tablesLoaded();
+
+  // Patterns and the mapping of values to netCDF variables.
+  //
+  // Reads the product's pattern file once in the process: the data request
+  // pattern it composes, and into this decoder the data format codes and
+  // the compiled regional designators. Empty if the file can't be read.
+  TextString getBufrPatterns();
+  static bool matchesDesignator(TextString text, regex_t expression);
+  // Table B name to netCDF variable name, from the `attribute` of each
+  // variable of a template; empty if the template can't be opened.
+  static Dict<TextString, TextString> readTemplateDict(TextString path,
+                                                       TextString attribute);
+  static bool ncVarNameForDescriptor(int descriptor, TextString& name,
+                                     const Dict<TextString, TextString>& dict);
+  static SeqOf<TextString> getTokens(NcValues* values);
+  static bool printDict(const Dict<TextString, TextString>& dict);
+  // The capital letters A to Z of a text, in order.
+  static TextString upperCaseLetters(const TextString& text);
+
+  const Set<TextString>& prefixes() const { return _prefixes; }
+  const Dict<TextString, regex_t*>& designators() const { return _designators; }
 
  protected:
   AbsTime _obTime;
@@ -107,6 +131,11 @@ class BufrDecoder {
   bool valueLimitReached(int count);
   bool widthInRange(int width, int descriptor);
   void printDecodedValues();
+
+  void addDesignator(const TextString& code, const TextString& designator);
+  static bool findAttributeTokens(NcVar* variable, const TextString& attribute,
+                                  SeqOf<TextString>& tokens);
+  static SeqOf<TextString> attributeTokens(NcAtt* attribute);
 
   // Operators.
   bool decodeSection2Desc(int x, int y, SeqOf<int>& list, int& index);

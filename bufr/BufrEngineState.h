@@ -4,6 +4,9 @@
 // What the engine keeps for the whole process rather than per decoder: one
 // message is decoded at a time, and some state (the compressed reader, the
 // time of the last Section 1) deliberately outlives a message.
+#include "Dict.h"
+#include "TextString.h"
+
 struct BufrEngineState {
   long messageLength = 0;
   long bytesConsumed = 0;
@@ -27,6 +30,10 @@ struct BufrEngineState {
   int exponent = 0;
   int incrementWidth = 0;
   bool referenceAllOnes = false;
+
+  // Pattern file name to the pattern composed from it; a file is read once
+  // in the life of the process.
+  Dict<TextString, TextString> patternCache;
 
   // Ends the process at the one Table D miss that the expansion can't
   // step over; a fuzzing harness puts a function here that returns, and the
