@@ -15,6 +15,7 @@ class GDataDescOps;
 class NcAtt;
 class NcValues;
 class NcVar;
+class RepetitionCursor;
 
 // The abstract base of the product decoders: everything that knows the
 // BUFR code form (editions 2 and 3) and nothing of a product. A product
@@ -115,6 +116,10 @@ class BufrDecoder {
   bool expansionTooLarge();
 
   // Data section.
+  enum class WalkStep { kNext, kFactor, kFailed };
+  WalkStep standardStep(int subset, SeqOf<int>& list, int& index,
+                        RepetitionCursor& repetition, bool operatorsTakePlaces,
+                        float& value);
   bool decodeStandardData();
   bool decodeCompressedData();
   bool decodeNestedGroup(int nestIndex);

@@ -205,45 +205,18 @@ bool BufrDecoder::decodeStandardData() {
                            << "\n_subsets= " << _subsets << std::endl;
   if (_subsets < 1) return true;
 
-  int countIndex = 0, nestIndex = 0, valueNumber = 0;
+  int nestIndex = 0;
   RepetitionCursor repetition;
-  TextString text;
   for (int s = 0; s < _subsets; ++s) {
     int groupIndex = 0;
     SeqOf<int> list(_descriptors);
     repetition.restartSubset();
     int i = 0;
     while (i < list.length()) {
-      int x, y;
-      int d = list.at(i);
-      int f = splitDescriptor(d, x, y);
-      if (f == 2) {
-        if (!decodeSection2Desc(x, y, list, i)) {
-          ZLOG(LogStream::PROBLEM) << "Unable to decode section 2 descriptors"
-                                   << std::endl;
-          return false;
-        }
-        if (checkOverrun(d)) return false;
-        repetition.skip();
-        ++i;
-        continue;
-      }
-      if (_assocActive) takeBits(_assocBits);
-      float value = getStandardValue(d, text);
-      if (checkOverrun(d)) return false;
-      ZLOG(LogStream::DEBUG) << "std value[" << valueNumber++ << "]= " << value
-                             << std::endl;
-      if (!isDelayedReplicator(d)) {
-        _decodedValues.append(BufrValues(s, d, value, repetition.next(), text));
-        if (valueLimitReached(_decodedValues.length())) return false;
-        if (_signifyPending && !decodeSection2Desc(x, y, list, i)) {
-          ZLOG(LogStream::PROBLEM) << "Unable to decode section 2 descriptors"
-                                   << std::endl;
-          return false;
-        }
-        ++i;
-        continue;
-      }
+      float value = 0;
+      WalkStep step = standardStep(s, list, i, repetition, true, value);
+      if (step == WalkStep::kFailed) return false;
+      if (step == WalkStep::kNext) continue;
       repetition.sequence().setLength(0);
       int count = countOf(value);
       _replCounts.append(count);
@@ -267,12 +240,48 @@ bool BufrDecoder::decodeStandardData() {
           << "Number of repetitions of standard format data: " << count
           << std::endl;
       ++groupIndex;
-      ++countIndex;
       repetition.begin();
     }
   }
   _bitPos = 0;
   return true;
+}
+
+BufrDecoder::WalkStep BufrDecoder::standardStep(int subset, SeqOf<int>& list,
+                                                int& index,
+                                                RepetitionCursor& repetition,
+                                                bool operatorsTakePlaces,
+                                                float& value) {
+  int x, y;
+  int d = list.at(index);
+  if (splitDescriptor(d, x, y) == 2) {
+    if (!decodeSection2Desc(x, y, list, index)) {
+      ZLOG(LogStream::PROBLEM) << "Unable to decode section 2 descriptors"
+                               << std::endl;
+      return WalkStep::kFailed;
+    }
+    if (checkOverrun(d)) return WalkStep::kFailed;
+    if (operatorsTakePlaces) repetition.skip();
+    ++index;
+    return WalkStep::kNext;
+  }
+  if (_assocActive) takeBits(_assocBits);
+  TextString text;
+  value = getStandardValue(d, text);
+  if (checkOverrun(d)) return WalkStep::kFailed;
+  ZLOG(LogStream::DEBUG) << "std value[" << _decodedValues.length()
+                         << "]= " << value << std::endl;
+  if (isDelayedReplicator(d)) return WalkStep::kFactor;
+  _decodedValues.append(BufrValues(subset, d, value, repetition.next(), text));
+  if (valueLimitReached(_decodedValues.length())) return WalkStep::kFailed;
+  // The element behind 2 06 has been read: its width goes back.
+  if (_signifyPending && !decodeSection2Desc(x, y, list, index)) {
+    ZLOG(LogStream::PROBLEM) << "Unable to decode section 2 descriptors"
+                             << std::endl;
+    return WalkStep::kFailed;
+  }
+  ++index;
+  return WalkStep::kNext;
 }
 
 // One repetition of a top-level group that holds nested factors.
@@ -284,42 +293,17 @@ bool BufrDecoder::decodeNestedGroup(int nestIndex) {
     ZLOG(LogStream::DEBUG) << " Bad value of nestedRepPtr." << std::endl;
     return false;
   }
-  const SeqOf<SeqOf<int>>& groups = _replDescList;
   const SeqOf<SeqOf<int>>& nestedGroups = _nestedRepList;
-  TextString text;
   for (int s = 0; s < _subsets; ++s) {
     int nestPos = 0;
-    SeqOf<int> list(groups[nestIndex]);
+    SeqOf<int> list(_replDescList.at(nestIndex));
     RepetitionCursor repetition;
     int i = 0;
     while (i < list.length()) {
-      int x, y;
-      int d = list.at(i);
-      int f = splitDescriptor(d, x, y);
-      if (f == 2) {
-        if (!decodeSection2Desc(x, y, list, i)) {
-          ZLOG(LogStream::PROBLEM) << "Unable to decode section 2 descriptors"
-                                   << std::endl;
-          return false;
-        }
-        if (checkOverrun(d)) return false;
-        ++i;
-        continue;
-      }
-      if (_assocActive) takeBits(_assocBits);
-      float value = getStandardValue(d, text);
-      if (checkOverrun(d)) return false;
-      if (!isDelayedReplicator(d)) {
-        _decodedValues.append(BufrValues(s, d, value, repetition.next(), text));
-        if (valueLimitReached(_decodedValues.length())) return false;
-        if (_signifyPending && !decodeSection2Desc(x, y, list, i)) {
-          ZLOG(LogStream::PROBLEM) << "Unable to decode section 2 descriptors"
-                                   << std::endl;
-          return false;
-        }
-        ++i;
-        continue;
-      }
+      float value = 0;
+      WalkStep step = standardStep(s, list, i, repetition, false, value);
+      if (step == WalkStep::kFailed) return false;
+      if (step == WalkStep::kNext) continue;
       ZLOG(LogStream::DEBUG) << "---Number of repetition = " << value
                              << std::endl;
       int count = countOf(value);

@@ -10,30 +10,23 @@
 #include "BufrDecoder.h"
 #include "BufrEngineState.h"
 #include "LogStream.h"
+#include "PlainBufrDecoder.h"
 
 namespace {
-
-class FuzzDecoder : public BufrDecoder {
- public:
-  int registrationPeriod() override { return 0; }
-  TextString patternFileName() override { return TextString(); }
-  TextString productName() override { return "fuzz"; }
-  void processBufrDirectory() override {}
-};
 
 // The one Table D miss that ends a decoder process would end the fuzzer
 // too; here it counts as any other miss.
 void keepGoing(int) {}
 
-FuzzDecoder& decoder() {
-  static FuzzDecoder* d = [] {
+PlainBufrDecoder& decoder() {
+  static PlainBufrDecoder* d = [] {
     setenv("ZEPH_HOME", ZEPH_SOURCE_DIR "/site", 0);
     LogStream& log = LogStream::instance();
     for (int sink = 0; sink < LogStream::NUM_SINKS; ++sink)
       log.setFilter(nullptr, nullptr, LogStream::Sink(sink), 0xFFFFFFFF,
                     false);
     BufrEngineState::get().fatalTableMiss = keepGoing;
-    return new FuzzDecoder;
+    return new PlainBufrDecoder;
   }();
   return *d;
 }

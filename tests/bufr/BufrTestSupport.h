@@ -9,21 +9,10 @@
 
 #include "BufrBuilder.h"
 #include "BufrDecoder.h"
+#include "PlainBufrDecoder.h"
 #include "TestSupport.h"
 
-// The least a product must give to be a decoder.
-class TestDecoder : public BufrDecoder {
- public:
-  explicit TestDecoder(const char* patternFile = "testBufrPattern.txt")
-      : _patternFile(patternFile) {}
-  int registrationPeriod() override { return 36000; }
-  TextString patternFileName() override { return _patternFile; }
-  TextString productName() override { return "TEST"; }
-  void processBufrDirectory() override {}
-
- private:
-  TextString _patternFile;
-};
+using TestDecoder = PlainBufrDecoder;
 
 // Reaches the bit reader and the engine's state of a decoder.
 class BufrDecoderTestPeer {

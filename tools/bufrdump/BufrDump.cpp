@@ -17,17 +17,10 @@
 
 #include "BufrDecoder.h"
 #include "LogStream.h"
+#include "PlainBufrDecoder.h"
 #include "StaticBufrInfo.h"
 
 namespace {
-
-class DumpDecoder : public BufrDecoder {
- public:
-  int registrationPeriod() override { return 0; }
-  TextString patternFileName() override { return TextString(); }
-  TextString productName() override { return "bufrdump"; }
-  void processBufrDirectory() override {}
-};
 
 void usage() {
   std::fprintf(stderr, "usage: bufrdump [--json] [--home DIR] FILE...\n");
@@ -60,7 +53,7 @@ std::string descriptorText(int descriptor) {
   return text;
 }
 
-void printJson(const char* file, bool ok, const DumpDecoder& decoder) {
+void printJson(const char* file, bool ok, const PlainBufrDecoder& decoder) {
   std::printf(
       "{\"file\": %s, \"ok\": %s, \"obTime\": \"%s\", \"dataCategory\": %d, "
       "\"subsets\": %d, \"compressed\": %s}\n",
@@ -79,7 +72,7 @@ void printJson(const char* file, bool ok, const DumpDecoder& decoder) {
   }
 }
 
-void printTable(const char* file, bool ok, const DumpDecoder& decoder) {
+void printTable(const char* file, bool ok, const PlainBufrDecoder& decoder) {
   std::printf("%s: %s\n", file, ok ? "decoded" : "FAILED");
   std::printf("  observation time %s, data category %d, %d subset%s, %s\n",
               decoder.obTime().format("%Y-%m-%d %H:%M:%S GMT").chars(),
@@ -146,7 +139,7 @@ int main(int argc, char** argv) {
   for (LogStream::Sink sink : {LogStream::FILE_SINK, LogStream::COLLECTIVE})
     log.setFilter(nullptr, nullptr, sink, 0xFFFFFFFF, false);
 
-  DumpDecoder decoder;
+  PlainBufrDecoder decoder;
   if (!BufrDecoder::tablesLoaded()) {
     std::fprintf(stderr, "bufrdump: the BUFR tables under %s/data did not "
                          "load whole\n",
