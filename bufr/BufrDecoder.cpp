@@ -50,6 +50,7 @@ BufrDecoder::BufrDecoder()
       _widthFault(false),
       _sequenceDepth(0),
       _expansionTooLarge(false),
+      _expansionSteps(0),
       _messageEnd(nullptr) {
   BufrEngineState& engine = BufrEngineState::get();
   if (!engine.tablesTried) {

@@ -180,6 +180,7 @@ class BufrDecoder {
   bool _widthFault;
   int _sequenceDepth;
   bool _expansionTooLarge;
+  long _expansionSteps;
   const unsigned char* _messageEnd;
 };
 

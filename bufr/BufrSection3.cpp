@@ -14,6 +14,9 @@ namespace {
 // without end.
 const int kMaxSequenceDepth = 32;
 const int kMaxDescriptors = 500000;
+// Elements that go to a group which is later dropped add nothing to the
+// list, yet replications of them can still take exponential work.
+const long kMaxExpansionSteps = 1000000;
 
 bool isDelayedReplicator(int descriptor) {
   return descriptor == 31000 || descriptor == 31001 || descriptor == 31002;
@@ -69,9 +72,12 @@ int BufrDecoder::readDescriptor() {
 
 bool BufrDecoder::expansionTooLarge() {
   if (_expansionTooLarge) return true;
-  if (_descriptors.length() <= kMaxDescriptors) return false;
+  if (_descriptors.length() <= kMaxDescriptors &&
+      ++_expansionSteps <= kMaxExpansionSteps)
+    return false;
   ZLOG(LogStream::PROBLEM) << "Descriptor expansion exceeds "
-                           << kMaxDescriptors << " descriptors; giving up"
+                           << kMaxDescriptors << " descriptors or "
+                           << kMaxExpansionSteps << " steps; giving up"
                            << std::endl;
   _expansionTooLarge = true;
   _descriptors.setLength(0);
@@ -82,6 +88,7 @@ void BufrDecoder::expandDescriptors(const unsigned char* octets) {
   _replDescList.setLength(0);
   _nestedRepList.setLength(0);
   _expansionTooLarge = false;
+  _expansionSteps = 0;
   _sequenceDepth = 0;
 
   int listLength = _section3Len - 8;
