@@ -63,4 +63,9 @@ class AbsTime {
 
 std::ostream& operator<<(std::ostream& out, const AbsTime& time);
 
+// Times as keys of Dict and Set hash to their seconds.
+inline unsigned long hashKey(const AbsTime& time) {
+  return static_cast<unsigned long>(time.seconds());
+}
+
 #endif  // ZEPH_INC_ABSTIME_H_
