@@ -189,7 +189,9 @@ TEST(SiteFilesTest, PatternsAndTemplatesFitTheTables) {
     descriptions.insert(line.substr(first + 1, line.find('|', first + 1) -
                                                    first - 1));
   }
-  for (const char* name : {"acars"}) {
+  for (const char* name :
+       {"acars", "modelETA", "modelRUC", "modelAVN", "modelNGM", "poes", "goes",
+        "csw", "profiler", "profilerCAP", "quikscat"}) {
     std::string path = std::string(ZEPH_SITE_TEMPLATES) + "/" + name + ".nc";
     Dict<TextString, TextString> dict =
         BufrDecoder::readTemplateDict(TextString(path.c_str()), "tblBname");

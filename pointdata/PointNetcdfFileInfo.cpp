@@ -1,0 +1,64 @@
+#include "PointNetcdfFileInfo.h"
+
+PointNetcdfFileInfo::PointNetcdfFileInfo()
+    : structure(nullptr),
+      modTime(),
+      level(0),
+      nRecords(0),
+      nStaticIds(0),
+      staticIds(nullptr),
+      lastRecord(nullptr),
+      inventory(nullptr),
+      inventoryChars(nullptr),
+      globalInventory(0),
+      globalInventoryChars(nullptr),
+      firstOverflow(0),
+      firstInBin(nullptr),
+      lastInBin(nullptr),
+      capacity(0),
+      lats(nullptr),
+      lons(nullptr),
+      recordIds(nullptr),
+      invTime(nullptr),
+      prevRecord(nullptr),
+      isOverflow(nullptr),
+      handle(nullptr),
+      ncFile(nullptr),
+      clients(0),
+      newer(nullptr),
+      older(nullptr) {}
+
+PointNetcdfFileInfo::~PointNetcdfFileInfo() {
+  deleteTables();
+  delete[] globalInventoryChars;
+}
+
+namespace {
+
+template <class T>
+void release(T*& array) {
+  delete[] array;
+  array = nullptr;
+}
+
+}  // namespace
+
+void PointNetcdfFileInfo::deleteTables() {
+  release(firstInBin);
+  release(lastInBin);
+  release(staticIds);
+  release(lastRecord);
+  release(inventory);
+  release(inventoryChars);
+  deleteRecordArrays();
+}
+
+void PointNetcdfFileInfo::deleteRecordArrays() {
+  release(lats);
+  release(lons);
+  release(recordIds);
+  release(invTime);
+  release(prevRecord);
+  release(isOverflow);
+  capacity = 0;
+}

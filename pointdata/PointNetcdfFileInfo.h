@@ -1,0 +1,80 @@
+#ifndef ZEPH_POINTDATA_POINTNETCDFFILEINFO_H_
+#define ZEPH_POINTDATA_POINTNETCDFFILEINFO_H_
+
+#include <time.h>
+
+#include "AbsTime.h"
+#include "TextString.h"
+
+class NcFile;
+struct PointFileStructure;
+
+// The memory record of one point file: its coverage, and a copy of its
+// index, loaded by levels as far as a caller needed it
+// (NetcdfPointData::updateFileInfo()). `level` says what is valid:
+//
+//   1  nRecords, nStaticIds, globalInventory, firstOverflow
+//   2  firstInBin, lastInBin
+//   3  staticIds, lastRecord, inventory
+//   4  prevRecord, invTime
+//   5  lats, lons, recordIds, isOverflow
+//
+// A new record is at level 0 with every array null. The arrays belong to
+// the record and are freed with it; the open file (`handle`, `ncFile`) is
+// the NetcdfPointData object's to close.
+struct PointNetcdfFileInfo {
+  PointNetcdfFileInfo();
+  ~PointNetcdfFileInfo();
+  PointNetcdfFileInfo(const PointNetcdfFileInfo&) = delete;
+  PointNetcdfFileInfo& operator=(const PointNetcdfFileInfo&) = delete;
+
+  // Frees the tables of levels 2 to 5.
+  void deleteTables();
+  // Frees the arrays that hold one entry per record; capacity becomes 0.
+  void deleteRecordArrays();
+
+  PointFileStructure* structure;
+  TextString path;
+  AbsTime fileTime;
+  AbsTime refStart;
+  AbsTime refEnd;
+  // First and last valid time; they anchor the bins.
+  AbsTime validStart;
+  AbsTime validEnd;
+  // The file's modification time when it was last looked at.
+  timespec modTime;
+  int level;
+  long nRecords;
+  long nStaticIds;
+  // maxStaticIds rows of totalIdLen bytes, each NUL terminated.
+  char* staticIds;
+  int* lastRecord;
+  // maxStaticIds ints, or maxStaticIds rows of nBins chars.
+  int* inventory;
+  char* inventoryChars;
+  // One bit a bin, or in the char form nBins chars.
+  int globalInventory;
+  char* globalInventoryChars;
+  long firstOverflow;
+  int* firstInBin;
+  int* lastInBin;
+  // How many records the per-record arrays below can take.
+  long capacity;
+  float* lats;
+  float* lons;
+  // capacity rows of totalIdLen bytes: the id of each record.
+  char* recordIds;
+  int* invTime;
+  int* prevRecord;
+  int* isOverflow;
+  // Before this time the file isn't looked at for freshness.
+  AbsTime nextCheck;
+  // The cell that holds the netCDF id of the open file.
+  int* handle;
+  NcFile* ncFile;
+  int clients;
+  PointNetcdfFileInfo* newer;
+  PointNetcdfFileInfo* older;
+};
+
+#endif  // ZEPH_POINTDATA_POINTNETCDFFILEINFO_H_

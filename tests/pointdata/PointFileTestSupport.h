@@ -1,0 +1,148 @@
+#ifndef ZEPH_TESTS_POINTDATA_POINTFILETESTSUPPORT_H_
+#define ZEPH_TESTS_POINTDATA_POINTFILETESTSUPPORT_H_
+
+// Real point files for the store's tests: templates and their records
+// written as CDL and made by ncgen, and writes through the netCDF library
+// for what another process adds.
+
+#include <gtest/gtest.h>
+#include <netcdf.h>
+#include <stdlib.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "TestSupport.h"
+
+// A station template of the usual form, with knobs for what a test breaks.
+struct TemplateForm {
+  long maxStaticIds = 50;  // 0 leaves the dimension out, as below
+  long totalIdLen = 10;
+  long nBins = 4;
+  bool charInventory = false;
+  bool positions = true;                  // float latitude, longitude
+  std::string idVariables = "stationId";  // "" leaves the attribute out
+  std::string timeVariables = "timeObs";
+  std::string filePeriod = "3600";
+  std::string fileEndOffset = "3599";
+  std::string cdlDate = "20240601";
+  std::string dimensions;  // more lines of each part
+  std::string variables;
+  std::string globals;
+  std::string data;
+  std::set<std::string> omit;  // variables left out
+};
+
+inline std::string templateCdl(const TemplateForm& t) {
+  auto line = [&](const char* name, const std::string& declaration) {
+    return t.omit.count(name) ? std::string() : "  " + declaration + " ;\n";
+  };
+  auto dimension = [](const char* name, long size) {
+    return size > 0 ? "  " + std::string(name) + " = " + std::to_string(size) +
+                          " ;\n"
+                    : std::string();
+  };
+  auto attribute = [](const char* name, const std::string& value, bool text) {
+    if (value.empty()) return std::string();
+    return "  :" + std::string(name) + " = " +
+           (text ? "\"" + value + "\"" : value) + " ;\n";
+  };
+  std::string cdl = "netcdf test {\ndimensions:\n  recNum = UNLIMITED ;\n" +
+                    dimension("maxStaticIds", t.maxStaticIds) +
+                    dimension("totalIdLen", t.totalIdLen) +
+                    dimension("nInventoryBins", t.nBins) + "  stnLen = 8 ;\n" +
+                    t.dimensions + "variables:\n";
+  std::string idLen = t.totalIdLen > 0 ? "totalIdLen" : "stnLen";
+  bool bins = t.nBins > 1;
+  if (t.maxStaticIds > 0) {
+    cdl += line("nStaticIds", "int nStaticIds") +
+           line("staticIds", "char staticIds(maxStaticIds, " + idLen + ")") +
+           line("lastRecord", "int lastRecord(maxStaticIds)") +
+           line("firstOverflow", "int firstOverflow") +
+           line("isOverflow", "int isOverflow(recNum)") +
+           line("prevRecord", "int prevRecord(recNum)");
+    if (bins)
+      cdl +=
+          line("inventory", t.charInventory
+                                ? "char inventory(maxStaticIds, nInventoryBins)"
+                                : "int inventory(maxStaticIds)");
+  }
+  if (bins)
+    cdl += line("globalInventory", t.charInventory
+                                       ? "char globalInventory(nInventoryBins)"
+                                       : "int globalInventory") +
+           line("firstInBin", "int firstInBin(nInventoryBins)") +
+           line("lastInBin", "int lastInBin(nInventoryBins)");
+  cdl += line("stationId", "char stationId(recNum, stnLen)") +
+         line("timeObs", "double timeObs(recNum)");
+  if (t.positions)
+    cdl += "  float latitude(recNum) ;\n  float longitude(recNum) ;\n";
+  cdl += "  float temperature(recNum) ;\n" + t.variables +
+         attribute("cdlDate", t.cdlDate, true) +
+         attribute("idVariables", t.idVariables, true) +
+         attribute("timeVariables", t.timeVariables, true) +
+         attribute("filePeriod", t.filePeriod, false) +
+         attribute("fileEndOffset", t.fileEndOffset, false) + t.globals;
+  if (!t.data.empty()) cdl += "data:\n" + t.data;
+  return cdl + "}\n";
+}
+
+// Makes `name` in `dir` from the CDL text; the path, or "" if ncgen failed.
+inline std::string makeNetcdf(const TempDir& dir, const std::string& name,
+                              const std::string& cdl) {
+  std::string source = dir.file(name + ".cdl");
+  std::string path = dir.file(name);
+  writeFile(source, cdl);
+  std::string command = "ncgen -o '" + path + "' '" + source + "' 2>&1";
+  return system(command.c_str()) == 0 ? path : std::string();
+}
+
+// An open netCDF file for the length of a scope.
+class OpenFile {
+ public:
+  explicit OpenFile(const std::string& path, int mode = NC_NOWRITE) {
+    if (nc_open(path.c_str(), mode, &_ncid) != NC_NOERR) _ncid = -1;
+  }
+  ~OpenFile() {
+    if (_ncid >= 0) nc_close(_ncid);
+  }
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+  int id() const { return _ncid; }
+
+ private:
+  int _ncid = -1;
+};
+
+// Writes values of one variable from index `start` on (rows of text for a
+// char variable of two dimensions), as a writer in another process would.
+inline void putInts(int ncid, const char* name, size_t start,
+                    const std::vector<int>& values) {
+  int var = -1;
+  size_t count = values.size();
+  ASSERT_EQ(NC_NOERR, nc_inq_varid(ncid, name, &var)) << name;
+  ASSERT_EQ(NC_NOERR,
+            nc_put_vara_int(ncid, var, &start, &count, values.data()));
+}
+inline void putDoubles(int ncid, const char* name, size_t start,
+                       const std::vector<double>& values) {
+  int var = -1;
+  size_t count = values.size();
+  ASSERT_EQ(NC_NOERR, nc_inq_varid(ncid, name, &var)) << name;
+  ASSERT_EQ(NC_NOERR,
+            nc_put_vara_double(ncid, var, &start, &count, values.data()));
+}
+inline void putRows(int ncid, const char* name, size_t row,
+                    const std::vector<std::string>& rows) {
+  int var = -1;
+  ASSERT_EQ(NC_NOERR, nc_inq_varid(ncid, name, &var)) << name;
+  for (size_t i = 0; i < rows.size(); ++i) {
+    size_t start[2] = {row + i, 0};
+    size_t count[2] = {1, rows[i].size()};
+    ASSERT_EQ(NC_NOERR,
+              nc_put_vara_text(ncid, var, start, count, rows[i].c_str()));
+  }
+}
+
+#endif  // ZEPH_TESTS_POINTDATA_POINTFILETESTSUPPORT_H_
