@@ -120,6 +120,7 @@ class BufrDecoder {
   WalkStep standardStep(int subset, SeqOf<int>& list, int& index,
                         RepetitionCursor& repetition, bool operatorsTakePlaces,
                         float& value);
+  void startDataPass();
   bool decodeStandardData();
   bool decodeCompressedData();
   bool decodeNestedGroup(int nestIndex);

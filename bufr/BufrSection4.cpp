@@ -195,7 +195,9 @@ bool BufrDecoder::expandDelayedGroup(int count, SeqOf<int>& list,
                              count);
 }
 
-bool BufrDecoder::decodeStandardData() {
+// Every pass reads from the start of the data, with no associated field
+// and no counts.
+void BufrDecoder::startDataPass() {
   _bitPos = 0;
   _readPtr = _dataBuffer;
   _assocActive = false;
@@ -203,6 +205,10 @@ bool BufrDecoder::decodeStandardData() {
   _replCounts.setLength(0);
   ZLOG(LogStream::VERBOSE) << "Data values decoded from data section....."
                            << "\n_subsets= " << _subsets << std::endl;
+}
+
+bool BufrDecoder::decodeStandardData() {
+  startDataPass();
   if (_subsets < 1) return true;
 
   int nestIndex = 0;
@@ -430,13 +436,7 @@ bool BufrDecoder::decodeCompressedFactor(int descriptor, SeqOf<int>& list,
 }
 
 bool BufrDecoder::decodeCompressedData() {
-  _bitPos = 0;
-  _readPtr = _dataBuffer;
-  _assocActive = false;
-  _assocBits = 0;
-  _replCounts.setLength(0);
-  ZLOG(LogStream::VERBOSE) << "Data values decoded from data section....."
-                           << "\n_subsets= " << _subsets << std::endl;
+  startDataPass();
   if (_nestedRepList.length() > 0) {
     ZLOG(LogStream::PROBLEM) << "Nested delayed replication in compressed "
                                 "data is not supported"
