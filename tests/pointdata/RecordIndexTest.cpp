@@ -47,6 +47,13 @@ class RecordIndexTest : public ::testing::Test {
     OpenFile file(path);
     ASSERT_NE(nullptr, store.getFileStructure(file.id(), &info));
   }
+  // The file of the hour from noon, as the newest of its store.
+  void attachNewest(NetcdfPointData& store, PointNetcdfFileInfo& info,
+                    const std::string& path) {
+    store.setNewestFileRange(AbsTime(kNoon), AbsTime(kNoon + 3599));
+    attach(store, info, path);
+    info.refEnd = AbsTime(kNoon + 3599);
+  }
   static std::string row(const char* table, long r, long width) {
     return std::string(table + r * width);
   }
@@ -138,10 +145,8 @@ TEST_F(RecordIndexTest, EmptyFileHasNoIndexWhateverTheTemplateHolds) {
 TEST_F(RecordIndexTest, AnotherProcessAppendsAndOnlyTheNewRecordsAreRead) {
   std::string path = makeFile(TemplateForm(), kFourReports);
   NetcdfPointData reader(dir.path().c_str(), false, false);
-  reader.setNewestFileRange(AbsTime(kNoon), AbsTime(kNoon + 3599));
   PointNetcdfFileInfo info;
-  attach(reader, info, path);
-  info.refEnd = AbsTime(kNoon + 3599);
+  attachNewest(reader, info, path);
   ASSERT_TRUE(reader.updateFileInfo(-1, &info, 5));
   ASSERT_NE(nullptr, info.handle) << "the reader keeps the file open";
   // Marks in the copy show what is read again.
@@ -192,10 +197,8 @@ TEST_F(RecordIndexTest, AnotherProcessAppendsAndOnlyTheNewRecordsAreRead) {
 TEST_F(RecordIndexTest, WhatIsReadAgainAndWhatIsTrusted) {
   std::string path = makeFile(TemplateForm(), kFourReports);
   NetcdfPointData reader(dir.path().c_str(), false, false);
-  reader.setNewestFileRange(AbsTime(kNoon), AbsTime(kNoon + 3599));
   PointNetcdfFileInfo info;
-  attach(reader, info, path);
-  info.refEnd = AbsTime(kNoon + 3599);
+  attachNewest(reader, info, path);
   ASSERT_TRUE(reader.updateFileInfo(-1, &info, 5));
   info.lastRecord[0] = 999;
   reader.noteNewDataTime(DataTime(AbsTime(kNoon + 10)));
