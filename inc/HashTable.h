@@ -20,6 +20,11 @@ inline unsigned long hashKey(long key) {
 }
 inline unsigned long hashKey(unsigned long key) { return key; }
 inline unsigned long hashKey(const TextString& key) { return key.hash(); }
+// Pointers hash to their address: a heap cell is a key by identity.
+template <class T>
+inline unsigned long hashKey(T* key) {
+  return reinterpret_cast<unsigned long>(key);
+}
 
 // The chained table behind Dict and Set: buckets of singly linked entries
 // and a view by index, built on demand and optionally sorted by key. Each

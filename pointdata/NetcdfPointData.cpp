@@ -1,17 +1,21 @@
 #include "NetcdfPointData.h"
 
 #include <netcdf.h>
+#include <netcdfcpp.h>
 
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 
+#include "DM_DataAccessInfo.h"
 #include "DataTime.h"
+#include "InfoFileServer.h"
 #include "LogStream.h"
 #include "PointFileStructure.h"
 #include "PointNetcdfFileInfo.h"
 #include "StringTokenizer.h"
 #include "TextBuffer.h"
+#include "dmDataAccessFns.h"
 
 namespace {
 
@@ -53,21 +57,114 @@ NetcdfPointData::NetcdfPointData(const TextString& directory, bool writable,
                                  bool isStatic)
     : _writable(writable),
       _isStatic(isStatic),
+      _directoryTime(),
       _directory(directory),
+      _structure(nullptr),
       _haveForecasts(false),
       _fileStep(kInitialFileStep),
       _recentBits(0),
+      _badFileHold(0),
       _checkInterval(kInitialCheckInterval),
       _latLonVarText("latitude,longitude"),
+      _newestFile(nullptr),
+      _currentFile(nullptr),
+      _currentIndex(-1),
+      _resyncCount(0),
       _reportErrors(true) {
-  // Errors of the version 2 calls come back as results; by default they
-  // would print and end the process.
-  ncopts = 0;
-  readOverrides();
+  quietNetcdfErrors();
+  if (readTemplateStructure()) resync();
 }
 
 NetcdfPointData::~NetcdfPointData() {
+  dropAll();
   for (int i = 0; i < _structures.length(); ++i) delete _structures.valueAt(i);
+}
+
+NetcdfPointData::ProcessState& NetcdfPointData::process() {
+  static ProcessState* state = new ProcessState;  // outlives every object
+  return *state;
+}
+
+NetcdfPointData* NetcdfPointData::getNetcdfPointData(
+    const TextString& directory, bool writable, bool isStatic) {
+  ZLOG(LogStream::VERBOSE) << "getting NetcdfPointData " << directory
+                           << std::endl;
+  Dict<TextString, NetcdfPointData*>& table =
+      writable ? process().writers : process().readers;
+  NetcdfPointData* object = nullptr;
+  if (table.lookup(directory, &object)) return object;
+  object = new NetcdfPointData(directory, writable, isStatic);
+  if (object->_structure == nullptr) {
+    delete object;
+    object = nullptr;  // and never tried again
+  }
+  table.insert(directory, object);
+  process().expectedOpenCount += 2;
+  return object;
+}
+
+NetcdfPointData* NetcdfPointData::getNetcdfPointData(
+    unsigned long dataAccessKey, bool writable) {
+  DM_DataAccessInfo info(dataAccessKey);
+  if (!info.isValid()) {
+    ZLOG(LogStream::PROBLEM)
+        << "Error in DM_DataAccessInfo constructor" << std::endl;
+    return nullptr;
+  }
+  TextString fileName = info.fileName();
+  TextString part = info.dataDirectory();
+  if (!fileName.isEmpty() && !part.isEmpty()) {
+    if (part.chars()[part.length() - 1] != '/') part += "/";
+    TextString name = part + fileName;
+    TextString path = findInfoFile(name);
+    if (path.isEmpty()) {
+      ZLOG(LogStream::PROBLEM)
+          << "Could not find static file " << name << std::endl;
+      return nullptr;
+    }
+    return getNetcdfPointData(path, writable, true);
+  }
+  const char* root = getenv("ZEPH_DATA");
+  if (root == nullptr || *root == '\0') {
+    ZLOG(LogStream::PROBLEM) << "Env var ZEPH_DATA not defined" << std::endl;
+    return nullptr;
+  }
+  return getNetcdfPointData(TextString(root) + "/" + part, writable, false);
+}
+
+// The structure of the template; a reader without one takes the newest
+// file of the directory in its place.
+bool NetcdfPointData::readTemplateStructure() {
+  TextString path = _isStatic ? _directory : _directory + "/template";
+  NcFile* file = openNetCdfFile(path, false, true);
+  if (file == nullptr && !_writable && !_isStatic) {
+    SeqOf<AbsTime>* times = dmFileTimes(_directory, "", "");
+    if (times != nullptr && times->length() > 0)
+      file = openNetCdfFile(dmFileName(_directory, times->at(0), "", ""),
+                            false, true);
+    delete times;
+  }
+  readOverrides();
+  if (file == nullptr) return false;
+  _structure = getFileStructure(file->id(), nullptr);
+  if (_structure != nullptr) _structure->useCount = 1;
+  deleteNcFile(file);
+  return _structure != nullptr;
+}
+
+PointNetcdfFileInfo* NetcdfPointData::fileInfoAt(
+    const AbsTime& fileTime) const {
+  PointNetcdfFileInfo* info = nullptr;
+  _filesByTime.lookup(fileTime, &info);
+  return info;
+}
+
+int NetcdfPointData::fileOpenCount() { return process().fileOpenCount; }
+int NetcdfPointData::clientlessObjectCount() {
+  return process().nClientlessObjects;
+}
+int NetcdfPointData::clientlessHandleCount() {
+  return process().nClientlessHandles;
 }
 
 void NetcdfPointData::readOverrides() {
@@ -137,37 +234,6 @@ void NetcdfPointData::setNewestFileRange(const AbsTime& refStart,
   }
   _latestRefStart = refStart;
   _latestRefEnd = refEnd;
-}
-
-int NetcdfPointData::fileInfoNcid(int ncid, PointNetcdfFileInfo* fileInfo,
-                                  bool& opened) {
-  opened = false;
-  if (ncid >= 0) return ncid;
-  if (fileInfo->handle != nullptr && *fileInfo->handle >= 0)
-    return *fileInfo->handle;
-  int id = -1;
-  if (nc_open(fileInfo->path.chars(), _writable ? NC_WRITE : NC_NOWRITE, &id) !=
-      NC_NOERR) {
-    ZLOG(LogStream::PROBLEM) << "Could not open " << fileInfo->path
-                             << " in getFileInfoNcFile" << std::endl;
-    return -1;
-  }
-  if (fileInfo->handle == nullptr) fileInfo->handle = new int;
-  *fileInfo->handle = id;
-  fileInfo->nextCheck = AbsTime();
-  opened = true;
-  return id;
-}
-
-bool NetcdfPointData::keepIdleFile(PointNetcdfFileInfo* fileInfo) {
-  return fileInfo->handle != nullptr && *fileInfo->handle >= 0;
-}
-
-void NetcdfPointData::closeFileInfo(PointNetcdfFileInfo* fileInfo) {
-  if (fileInfo->handle == nullptr) return;
-  if (*fileInfo->handle >= 0) nc_close(*fileInfo->handle);
-  delete fileInfo->handle;
-  fileInfo->handle = nullptr;
 }
 
 int NetcdfPointData::variableId(int ncid, const char* name) {

@@ -1,39 +1,112 @@
 #ifndef ZEPH_POINTDATA_NETCDFPOINTDATA_H_
 #define ZEPH_POINTDATA_NETCDFPOINTDATA_H_
 
+#include <time.h>
+
 #include "AbsTime.h"
 #include "Dict.h"
 #include "SeqOf.h"
+#include "SeqOfPtr.h"
+#include "Set.h"
 #include "TextString.h"
 
 class DataTime;
+class NcFile;
 class TextBuffer;
 struct PointFileStructure;
 struct PointNetcdfFileInfo;
 
 // The store of one directory of point files, or of one static file.
 //
-// This much of the class describes and indexes single files: it reads the
-// structure of a template or a data file (getFileStructure), keeps the
-// memory copy of a file's index current by levels (updateFileInfo) and
-// looks ids up in it. The picture of the directory, the handles, the
-// writing of records and the queries build on these members; until they
-// are here, the range of the newest file is given to the object by
-// setNewestFileRange(), and a record's open file is the netCDF id in its
-// `handle` cell (see fileInfoNcid).
+// A directory holds one netCDF file a period, named by its time, and a
+// "template" from which a writer makes the files it needs. The object
+// keeps a picture of the directory (fileTimes, filesByTime) that a scan
+// renews when the directory's modification time moves, maps a time to the
+// file that covers it, and keeps a memory copy of each file's index
+// (updateFileInfo) so that a store or a query reads the file as little as
+// it can.
 //
-// A directory has one writer process and any number of readers in other
-// processes. Nothing here locks: readers see a writer's changes through
-// ncsync and by re-reading the index variables. Errors of the netCDF
-// library come back as results; nothing here throws or stops the process.
+// Objects are process-wide, one a directory and mode, made and kept by
+// getNetcdfPointData(). A directory has one writer process and any number
+// of readers in other processes. Nothing here locks: readers see a
+// writer's changes through the order of its writes, ncsync and the
+// re-reading of the index. Errors of the netCDF library come back as
+// results; nothing here throws or stops the process, but for the double
+// failure of resyncAndReport.
+//
+// A handle is a heap cell with the netCDF id of an open file. Its holder
+// may keep the cell across mysync, which reopens the file and puts the new
+// id in the same cell.
 class NetcdfPointData {
  public:
+  // The object of the directory, made on the first call, for writing or
+  // for reading. Null, and null from then on, where it has no template
+  // (or, for a reader, no file either).
+  static NetcdfPointData* getNetcdfPointData(const TextString& directory,
+                                             bool writable, bool isStatic);
+  // The object of a data access key: its directory below $ZEPH_DATA, or a
+  // static file along the search paths.
+  static NetcdfPointData* getNetcdfPointData(unsigned long dataAccessKey,
+                                             bool writable);
+
   // `directory` is the directory of a file set, or the file of a static
-  // object. Reads the override list of the directory or file.
+  // object. Reads the template, the override list and the directory.
+  // Without a usable template structure() is null and the object unusable.
   NetcdfPointData(const TextString& directory, bool writable, bool isStatic);
   virtual ~NetcdfPointData();
   NetcdfPointData(const NetcdfPointData&) = delete;
   NetcdfPointData& operator=(const NetcdfPointData&) = delete;
+
+  // Writing. Finds or makes the file of the times and the record of the
+  // ids and valid time in it, writes the index of a new record, and gives
+  // the open file's handle, which the caller gives back with releaseHandle
+  // after writing its data. `times` are seconds since 1970, one for each
+  // time variable. Null, after logging why, if nothing can be stored.
+  int* getFileHandleAndRecord(const SeqOf<TextString>& ids,
+                              const SeqOf<double>& times, long& record,
+                              bool& isNewRecord);
+  // The same for a file whose records are known by their position:
+  // latitude then longitude, in degrees.
+  int* getFileHandleAndRecord(const float latLon[2],
+                              const SeqOf<double>& times, long& record,
+                              bool& isNewRecord);
+  bool releaseHandle(int* handle);
+  // Releases each; false if any was bad. One sync serves several handles
+  // of a file in a row.
+  bool releaseHandles(const SeqOfPtr<int*>& handles);
+  // The time part of the name of the file of the last rewrite.
+  static TextString& lastFileTimeStamp();
+  // Makes a writer's changes visible to others where ncsync can't: by
+  // closing and opening the file again. The file's id, or -1.
+  int mysync(PointNetcdfFileInfo* fileInfo);
+  static void disableSyncForWriting();
+
+  // The picture of the directory. resync() rescans if the directory
+  // changed and answers whether the picture did.
+  bool resync();
+  // Rebuilds the picture from nothing when it was found inconsistent.
+  void resyncAndReport(const AbsTime& time, const char* what);
+  // The record of the file that covers `time`, or null. A writer makes the
+  // file from the template if none does.
+  PointNetcdfFileInfo* getFileInfoForTime(const AbsTime& time);
+  // A file that was listed can't be read: it is kept out of the picture
+  // for a while, and the next look rescans.
+  void noteFileAccessError(PointNetcdfFileInfo* fileInfo);
+
+  // Open files and handles. fileOpenCount() counts the NcFile objects.
+  NcFile* openNetCdfFile(const TextString& path, bool writable, bool report);
+  NcFile* getFileInfoNcFile(PointNetcdfFileInfo* fileInfo);
+  bool openFileInfo(PointNetcdfFileInfo* fileInfo);
+  void giveNcFileToFileInfo(PointNetcdfFileInfo* fileInfo, NcFile* ncFile);
+  void closeFileInfo(PointNetcdfFileInfo* fileInfo);
+  void closeUnheldFile(PointNetcdfFileInfo* fileInfo);
+  // Takes the record out of the picture and deletes it.
+  void dropFileInfo(PointNetcdfFileInfo* fileInfo);
+
+  // A reader's record that nobody holds keeps its file and tables for the
+  // next query, within process-wide limits; the oldest go first.
+  static void registerClientless(PointNetcdfFileInfo* fileInfo);
+  static void unregisterClientless(PointNetcdfFileInfo* fileInfo);
 
   // The structure of the open file, shared by all files of its "cdlDate";
   // null, after logging why, when the file breaks a rule. With `fileInfo`,
@@ -71,13 +144,9 @@ class NetcdfPointData {
   // Another process has new data of this time: the object notes it, and
   // marks the file that holds it as one that may have changed.
   void noteNewDataTime(const DataTime& time);
-  // The reference range of the newest file of the directory; the recent
-  // bits move along with it.
+  // Moves the range of the newest file, and the recent bits with it.
   void setNewestFileRange(const AbsTime& refStart, const AbsTime& refEnd);
   void setCheckInterval(long seconds) { _checkInterval = seconds; }
-
-  // Closes the record's open file and deletes its handle.
-  void closeFileInfo(PointNetcdfFileInfo* fileInfo);
 
   // The readers of the template's parts. Each logs its failure only while
   // the report switch is on; the structure reader turns it off around an
@@ -96,6 +165,7 @@ class NetcdfPointData {
   bool writable() const { return _writable; }
   bool isStatic() const { return _isStatic; }
   const TextString& directory() const { return _directory; }
+  const PointFileStructure* structure() const { return _structure; }
   bool haveForecasts() const { return _haveForecasts; }
   const AbsTime& newestNotedTime() const { return _newestNotedTime; }
   long fileStep() const { return _fileStep; }
@@ -103,6 +173,21 @@ class NetcdfPointData {
   const TextString& latLonVarText() const { return _latLonVarText; }
   const Dict<TextString, TextString>& overrides() const { return _overrides; }
   int structureCount() const { return _structures.length(); }
+  // Newest first.
+  const SeqOf<AbsTime>& fileTimes() const { return _fileTimes; }
+  PointNetcdfFileInfo* fileInfoAt(const AbsTime& fileTime) const;
+  int handleCount() const { return _handles.length(); }
+  int resyncCount() const { return _resyncCount; }
+  const AbsTime& earliestRefStart() const { return _earliestRefStart; }
+  const AbsTime& latestRefEnd() const { return _latestRefEnd; }
+  const AbsTime& oldestUsableTime() const { return _oldestUsableTime; }
+  bool isBadFile(const AbsTime& fileTime) const {
+    return _badFiles.lookup(fileTime);
+  }
+
+  static int fileOpenCount();
+  static int clientlessObjectCount();
+  static int clientlessHandleCount();
 
  private:
   class QuietReads;
@@ -135,6 +220,8 @@ class NetcdfPointData {
   bool isRecent(const PointNetcdfFileInfo* fileInfo, int* bit) const;
   bool openAndCount(LevelRead& r, int ncid, bool stale);
   void setNextCheck(PointNetcdfFileInfo* fileInfo) const;
+  // How many check intervals a file waits by its place, newest first.
+  static long checkFactor(int position);
   bool readLevelOne(LevelRead& r);
   bool readBins(LevelRead& r);
   bool readIdTable(LevelRead& r);
@@ -145,28 +232,122 @@ class NetcdfPointData {
   bool readRecordIds(LevelRead& r, long from);
   bool readRecordOverflow(LevelRead& r, long from);
 
-  // Where the file set's handles come in. The netCDF id of the record's
-  // open file: `ncid` if given, else that of its handle; with neither, the
-  // file is opened in the object's mode and `opened` set.
+  // The open file of a record for the index reads: `ncid` if given, else
+  // that of its NcFile, opened if need be (`opened` then set).
   int fileInfoNcid(int ncid, PointNetcdfFileInfo* fileInfo, bool& opened);
-  // A reader's record without clients keeps its open file while it waits
-  // for the next query; false if it has none.
+  // A reader's record without clients gets a handle and waits in the
+  // clientless list for the next query; false without an open file.
   bool keepIdleFile(PointNetcdfFileInfo* fileInfo);
+
+  // The steps of the constructor and of the scans.
+  bool readTemplateStructure();
+  bool resyncStatic();
+  void removeBadFiles(SeqOf<AbsTime>& newTimes);
+  bool mergeFileLists(SeqOf<AbsTime>& newTimes,
+                      const PointNetcdfFileInfo*& madeLast);
+  PointNetcdfFileInfo* addFile(const AbsTime& fileTime, int position);
+  void setCoverage(PointNetcdfFileInfo* fileInfo, const AbsTime& fileTime);
+  void holdOutBadFile(const AbsTime& fileTime);
+  bool setRanges();
+  void closeOlderFiles(const PointNetcdfFileInfo* madeLast);
+  void dropAll();
+  // The record of a listed time; a missing one rebuilds the picture.
+  PointNetcdfFileInfo* lookUp(const AbsTime& fileTime, const char* what);
+
+  // The steps of getFileInfoForTime.
+  bool searchPicture(const AbsTime& time, int& position,
+                     PointNetcdfFileInfo*& found);
+  PointNetcdfFileInfo* recordAt(const AbsTime& time, int position,
+                                PointNetcdfFileInfo* found);
+  bool makeFileFor(const AbsTime& time);
+
+  // The steps of getFileHandleAndRecord.
+  struct Store;
+  int* store(Store& st, const SeqOf<double>& times, long& record,
+             bool& isNewRecord);
+  bool findFile(Store& st, const SeqOf<double>& times);
+  bool checkForm(const Store& st, const SeqOf<double>& times);
+  bool buildId(Store& st);
+  bool loadTables(Store& st);
+  void findChainHead(Store& st);
+  long findExistingRecord(const Store& st) const;
+  int* rewrite(Store& st, long record);
+  bool writeBins(Store& st);
+  bool growRecordArrays(Store& st);
+  bool writeIdentity(Store& st, const SeqOf<double>& times);
+  bool writeTableRow(Store& st);
+  bool insertTableRow(Store& st);
+  bool writeOverflow(Store& st);
+  int* finishNewRecord(Store& st, int syncCase);
+  void addClient(PointNetcdfFileInfo* fileInfo);
+  bool releaseOne(int* handle, bool reportBad, const char* debugText,
+                  bool sync);
+  PointNetcdfFileInfo* holderOf(int* handle) const;
+
+  // What all objects of the process share.
+  struct ProcessState {
+    Dict<TextString, NetcdfPointData*> writers;
+    Dict<TextString, NetcdfPointData*> readers;
+    // The clientless list, older to newer.
+    PointNetcdfFileInfo* newestClientless = nullptr;
+    PointNetcdfFileInfo* oldestClientless = nullptr;
+    PointNetcdfFileInfo* oldestClientlessHandle = nullptr;
+    int nClientlessObjects = 0;
+    int nClientlessHandles = 0;
+    int fileOpenCount = 0;
+    int expectedOpenCount = 8;
+    int resyncNesting = 0;
+    int syncWorksForWriting = 1;
+    TextString lastFileTimeStamp;
+  };
+  static ProcessState& process();
+  static void quietNetcdfErrors();
+  static void deleteNcFile(NcFile* ncFile);
+
+  // Links a record to its object, so that the clientless list, which all
+  // objects share, can close what it evicts.
+  void adopt(PointNetcdfFileInfo* fileInfo);
+  static void evictClientless(PointNetcdfFileInfo* fileInfo);
+  // Keeps the handle count of the list when a listed record's handle goes.
+  static void handleLeavesClientless(PointNetcdfFileInfo* fileInfo);
+  static void unlinkClientless(PointNetcdfFileInfo* fileInfo);
 
   bool _writable;
   bool _isStatic;
+  // The directory's modification time at the last scan.
+  timespec _directoryTime;
   TextString _directory;
+  // That of the template; null: the object failed.
+  PointFileStructure* _structure;
   bool _haveForecasts;
   AbsTime _newestNotedTime;
   // The time step of the recent bits.
   long _fileStep;
   // Bit k: the file k steps behind the newest may have new data.
   unsigned _recentBits;
+  // Times of files kept out of the picture, for _badFileHold more scans.
+  Set<AbsTime> _badFiles;
+  int _badFileHold;
+  SeqOf<AbsTime> _fileTimes;
+  AbsTime _nextResync;
   long _checkInterval;
   TextString _latLonVarText;
+  AbsTime _earliestRefStart;
+  AbsTime _earliestRefEnd;
   AbsTime _latestRefStart;
   AbsTime _latestRefEnd;
+  AbsTime _latestValidEnd;
+  // A store of an earlier time is refused at once: its file was purged.
+  AbsTime _oldestUsableTime;
+  Dict<int*, PointNetcdfFileInfo*> _handles;
+  Dict<AbsTime, PointNetcdfFileInfo*> _filesByTime;
   Dict<TextString, PointFileStructure*> _structures;
+  // The writer's cache of the newest file.
+  PointNetcdfFileInfo* _newestFile;
+  // The file of the last query.
+  PointNetcdfFileInfo* _currentFile;
+  int _currentIndex;
+  int _resyncCount;
   Dict<TextString, TextString> _overrides;
   // The report switch of the template readers; on between reads.
   bool _reportErrors;

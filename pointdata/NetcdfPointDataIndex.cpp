@@ -163,12 +163,18 @@ bool NetcdfPointData::isRecent(const PointNetcdfFileInfo* fileInfo,
 
 // The newest file is looked at most often; the one before it still gets
 // late records; older files hardly change.
+long NetcdfPointData::checkFactor(int position) {
+  if (position <= 0) return 1;
+  return position == 1 ? kAdjoiningCheckFactor : kOlderCheckFactor;
+}
+
 void NetcdfPointData::setNextCheck(PointNetcdfFileInfo* fileInfo) const {
-  long wait = _checkInterval;
-  if (fileInfo->refEnd < _latestRefEnd)
-    wait *= fileInfo->refEnd == _latestRefStart - 1 ? kAdjoiningCheckFactor
-                                                    : kOlderCheckFactor;
-  fileInfo->nextCheck = AbsTime::now() + wait;
+  int position = 2;
+  if (fileInfo->refEnd >= _latestRefEnd)
+    position = 0;
+  else if (fileInfo->refEnd == _latestRefStart - 1)
+    position = 1;
+  fileInfo->nextCheck = AbsTime::now() + _checkInterval * checkFactor(position);
 }
 
 bool NetcdfPointData::readLevelOne(LevelRead& r) {

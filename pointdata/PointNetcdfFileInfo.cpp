@@ -1,5 +1,7 @@
 #include "PointNetcdfFileInfo.h"
 
+#include "NetcdfPointData.h"
+
 PointNetcdfFileInfo::PointNetcdfFileInfo()
     : structure(nullptr),
       modTime(),
@@ -25,10 +27,12 @@ PointNetcdfFileInfo::PointNetcdfFileInfo()
       handle(nullptr),
       ncFile(nullptr),
       clients(0),
+      owner(nullptr),
       newer(nullptr),
       older(nullptr) {}
 
 PointNetcdfFileInfo::~PointNetcdfFileInfo() {
+  NetcdfPointData::unregisterClientless(this);
   deleteTables();
   delete[] globalInventoryChars;
 }

@@ -7,6 +7,7 @@
 #include "TextString.h"
 
 class NcFile;
+class NetcdfPointData;
 struct PointFileStructure;
 
 // The memory record of one point file: its coverage, and a copy of its
@@ -73,6 +74,8 @@ struct PointNetcdfFileInfo {
   int* handle;
   NcFile* ncFile;
   int clients;
+  // The object whose picture holds the record.
+  NetcdfPointData* owner;
   PointNetcdfFileInfo* newer;
   PointNetcdfFileInfo* older;
 };

@@ -9,6 +9,7 @@
 #include <netcdf.h>
 #include <stdlib.h>
 
+#include <cstring>
 #include <set>
 #include <string>
 #include <vector>
@@ -143,6 +144,77 @@ inline void putRows(int ncid, const char* name, size_t row,
     ASSERT_EQ(NC_NOERR,
               nc_put_vara_text(ncid, var, start, count, rows[i].c_str()));
   }
+}
+
+// The whole of a variable as read back by plain netCDF calls, for checks
+// that don't go through the store: ints or floats, or the rows of a char
+// variable of two dimensions cut at their first NUL.
+inline std::vector<int> getInts(const std::string& path, const char* name) {
+  OpenFile file(path);
+  int var = -1;
+  int dims[NC_MAX_VAR_DIMS];
+  int rank = 0;
+  std::vector<int> values;
+  if (nc_inq_varid(file.id(), name, &var) != NC_NOERR ||
+      nc_inq_var(file.id(), var, nullptr, nullptr, &rank, dims, nullptr) !=
+          NC_NOERR)
+    return values;
+  size_t total = 1;
+  for (int d = 0; d < rank; ++d) {
+    size_t length = 0;
+    nc_inq_dimlen(file.id(), dims[d], &length);
+    total *= length;
+  }
+  values.resize(total);
+  if (total > 0 && nc_get_var_int(file.id(), var, values.data()) != NC_NOERR)
+    values.clear();
+  return values;
+}
+inline std::vector<double> getDoubles(const std::string& path,
+                                      const char* name) {
+  OpenFile file(path);
+  int var = -1;
+  size_t records = 0;
+  int dims[NC_MAX_VAR_DIMS];
+  std::vector<double> values;
+  if (nc_inq_varid(file.id(), name, &var) != NC_NOERR ||
+      nc_inq_vardimid(file.id(), var, dims) != NC_NOERR ||
+      nc_inq_dimlen(file.id(), dims[0], &records) != NC_NOERR)
+    return values;
+  values.resize(records);
+  if (records > 0 && nc_get_var_double(file.id(), var, values.data()) != NC_NOERR)
+    values.clear();
+  return values;
+}
+inline std::vector<std::string> getRows(const std::string& path,
+                                        const char* name) {
+  OpenFile file(path);
+  int var = -1;
+  int dims[2];
+  size_t rows = 0;
+  size_t width = 0;
+  std::vector<std::string> result;
+  if (nc_inq_varid(file.id(), name, &var) != NC_NOERR ||
+      nc_inq_vardimid(file.id(), var, dims) != NC_NOERR ||
+      nc_inq_dimlen(file.id(), dims[0], &rows) != NC_NOERR ||
+      nc_inq_dimlen(file.id(), dims[1], &width) != NC_NOERR)
+    return result;
+  std::vector<char> text(rows * width + 1, '\0');
+  if (rows > 0 && nc_get_var_text(file.id(), var, text.data()) != NC_NOERR)
+    return result;
+  for (size_t r = 0; r < rows; ++r)
+    result.push_back(std::string(text.data() + r * width,
+                                 strnlen(text.data() + r * width, width)));
+  return result;
+}
+inline long recordCount(const std::string& path) {
+  OpenFile file(path);
+  int dim = -1;
+  size_t length = 0;
+  if (nc_inq_unlimdim(file.id(), &dim) != NC_NOERR || dim < 0 ||
+      nc_inq_dimlen(file.id(), dim, &length) != NC_NOERR)
+    return -1;
+  return static_cast<long>(length);
 }
 
 #endif  // ZEPH_TESTS_POINTDATA_POINTFILETESTSUPPORT_H_

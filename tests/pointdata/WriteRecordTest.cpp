@@ -1,0 +1,384 @@
+#include <gtest/gtest.h>
+#include <netcdf.h>
+#include <netcdfcpp.h>
+
+#include <string>
+#include <vector>
+
+#include "NetcdfPointData.h"
+#include "PointFileStructure.h"
+#include "PointNetcdfFileInfo.h"
+#include "PointStoreFixture.h"
+#include "TestSupport.h"
+
+namespace {
+
+using WriteRecordTest = PointStoreFixture;
+
+TEST_F(WriteRecordTest, StationsLandInTheFilesOfTheirPeriods) {
+  TemplateForm form;
+  form.globals = "  :log_rewrites = \"true\" ;\n";
+  makeWriter(form);
+  NetcdfPointData::lastFileTimeStamp() = "";
+  // Hourly files of four bins of 900 s; three stations, arriving out of
+  // order of their ids, in two hours.
+  const char* stations[] = {"KDEN", "KBOU", "KAPA"};
+  for (int hour = 0; hour < 2; ++hour) {
+    for (int i = 0; i < 3; ++i) {
+      long time = kNoon + hour * kHour + i * 900 + 60;
+      Stored s = put(stations[i], time, 100 * hour + i);
+      ASSERT_NE(nullptr, s.handle) << stations[i] << " hour " << hour;
+      EXPECT_TRUE(s.isNew);
+      EXPECT_EQ(i, s.record);
+    }
+  }
+  std::string first = fileOf(kNoon);
+  std::string second = fileOf(kNoon + kHour);
+  ASSERT_EQ(2, writer->fileTimes().length());
+  EXPECT_EQ(AbsTime(kNoon + kHour), writer->fileTimes().at(0));
+  EXPECT_EQ(3, recordCount(first));
+  EXPECT_EQ(3, recordCount(second));
+
+  // What another program sees in the first file.
+  EXPECT_EQ(std::vector<std::string>({"KDEN", "KBOU", "KAPA"}),
+            getRows(first, "stationId"));
+  EXPECT_EQ(std::vector<int>({3}), getInts(first, "nStaticIds"));
+  std::vector<std::string> table = getRows(first, "staticIds");
+  EXPECT_EQ(std::vector<std::string>({"KAPA", "KBOU", "KDEN"}),
+            std::vector<std::string>(table.begin(), table.begin() + 3));
+  std::vector<int> lastRecord = getInts(first, "lastRecord");
+  EXPECT_EQ(std::vector<int>({2, 1, 0}),
+            std::vector<int>(lastRecord.begin(), lastRecord.begin() + 3));
+  std::vector<int> inventory = getInts(first, "inventory");
+  EXPECT_EQ(std::vector<int>({4, 2, 1}),
+            std::vector<int>(inventory.begin(), inventory.begin() + 3));
+  EXPECT_EQ(std::vector<int>({7}), getInts(first, "globalInventory"));
+  // The last bin is as the template left it: no record, and negative.
+  std::vector<int> firstInBin = getInts(first, "firstInBin");
+  std::vector<int> lastInBin = getInts(first, "lastInBin");
+  EXPECT_EQ(std::vector<int>({0, 1, 2}),
+            std::vector<int>(firstInBin.begin(), firstInBin.begin() + 3));
+  EXPECT_EQ(firstInBin, lastInBin);
+  EXPECT_GT(0, firstInBin[3]);
+  EXPECT_EQ(std::vector<int>({-1, -1, -1}), getInts(first, "prevRecord"));
+  EXPECT_EQ(std::vector<double>({kNoon + 60.0, kNoon + 960.0, kNoon + 1860.0}),
+            getDoubles(first, "timeObs"));
+  EXPECT_EQ(std::vector<double>({100, 101, 102}),
+            getDoubles(second, "temperature"));
+  EXPECT_TRUE(NetcdfPointData::lastFileTimeStamp().isEmpty());
+
+  // A second store of KBOU at its time finds its record: nothing is
+  // added, the rewrite is logged, and the file's time is noted.
+  Stored again = put("KBOU", kNoon + 960, 55);
+  ASSERT_NE(nullptr, again.handle);
+  EXPECT_FALSE(again.isNew);
+  EXPECT_EQ(1, again.record);
+  EXPECT_EQ(3, recordCount(first));
+  EXPECT_EQ(55, getDoubles(first, "temperature")[1]);
+  EXPECT_TRUE(NetcdfPointData::lastFileTimeStamp() == "20240601_1200");
+  EXPECT_EQ("1\n", readFile(first + ".rewrites"));
+
+  // KBOU at an earlier time: a new record chained to the former last one,
+  // which it replaces as the last, older as it is. A new record leaves
+  // the time stamp of the last rewrite alone.
+  Stored earlier = put("KBOU", kNoon + 100, 56);
+  ASSERT_NE(nullptr, earlier.handle);
+  EXPECT_TRUE(earlier.isNew);
+  EXPECT_EQ(3, earlier.record);
+  EXPECT_EQ(std::vector<int>({-1, -1, -1, 1}), getInts(first, "prevRecord"));
+  EXPECT_EQ(3, getInts(first, "lastRecord")[1]);
+  EXPECT_EQ(3, getInts(first, "inventory")[1]);
+  EXPECT_EQ(0, getInts(first, "firstInBin")[0]);
+  EXPECT_EQ(3, getInts(first, "lastInBin")[0]);
+  EXPECT_TRUE(NetcdfPointData::lastFileTimeStamp() == "20240601_1200");
+
+  // Either record of the chain is found again by its time.
+  EXPECT_EQ(1, put("KBOU", kNoon + 960).record);
+  EXPECT_EQ(3, put("KBOU", kNoon + 100).record);
+  EXPECT_EQ(4, recordCount(first));
+  EXPECT_EQ("1\n1\n3\n", readFile(first + ".rewrites"));
+
+  // A reader of its own finds the records by the index the writer left.
+  NetcdfPointData reader(dir.path().c_str(), false, false);
+  PointNetcdfFileInfo* info = reader.getFileInfoForTime(AbsTime(kNoon + 100));
+  ASSERT_NE(nullptr, info);
+  ASSERT_TRUE(reader.updateFileInfo(-1, info, 5));
+  EXPECT_EQ(4, info->nRecords);
+  long row = NetcdfPointData::findStaticId("KBOU", info);
+  ASSERT_EQ(1, row);
+  EXPECT_EQ(3, info->lastRecord[row]);
+  EXPECT_EQ(1, info->prevRecord[3]);
+  EXPECT_STREQ("KBOU", info->recordIds + 3 * 10);
+}
+
+TEST_F(WriteRecordTest, NewIdsKeepTheTableSorted) {
+  makeWriter();
+  // Each id goes in at the front, in the middle, or behind the last.
+  const char* arrivals[] = {"M", "C", "X", "A", "N", "B", "Z"};
+  for (const char* id : arrivals) ASSERT_NE(nullptr, put(id, kNoon + 10).handle);
+  std::string file = fileOf(kNoon);
+  std::vector<std::string> table = getRows(file, "staticIds");
+  EXPECT_EQ(std::vector<std::string>({"A", "B", "C", "M", "N", "X", "Z"}),
+            std::vector<std::string>(table.begin(), table.begin() + 7));
+  std::vector<int> lastRecord = getInts(file, "lastRecord");
+  EXPECT_EQ(std::vector<int>({3, 5, 1, 0, 4, 2, 6}),
+            std::vector<int>(lastRecord.begin(), lastRecord.begin() + 7));
+  EXPECT_EQ(7, getInts(file, "nStaticIds")[0]);
+  // Every row moved with its inventory.
+  std::vector<int> inventory = getInts(file, "inventory");
+  for (int r = 0; r < 7; ++r) EXPECT_EQ(1, inventory[r]) << r;
+}
+
+TEST_F(WriteRecordTest, AFullTableOverflowsIntoChains) {
+  TemplateForm form;
+  form.maxStaticIds = 2;
+  makeWriter(form);
+  ASSERT_NE(nullptr, put("KAPA", kNoon + 10).handle);
+  ASSERT_NE(nullptr, put("KBOU", kNoon + 10).handle);
+  std::string file = fileOf(kNoon);
+  {
+    StderrCapture err;
+    Stored s = put("KDEN", kNoon + 20);
+    ASSERT_NE(nullptr, s.handle);
+    EXPECT_EQ(2, s.record);
+    EXPECT_EQ(1, countOf(err.text(),
+                         "PROBLEM: Static information area overflow in the "
+                         "file \nPROBLEM: " + file + "\n"));
+  }
+  EXPECT_EQ(2, getInts(file, "firstOverflow")[0]);
+  EXPECT_EQ(1, getInts(file, "isOverflow")[2]);
+  EXPECT_EQ(2, getInts(file, "nStaticIds")[0]);
+
+  // The next report of KDEN finds the overflow record and is chained to
+  // it; the table is still full, and says so again.
+  ASSERT_NE(nullptr, put("KBOU", kNoon + 30).handle);
+  StderrCapture err;
+  Stored later = put("KDEN", kNoon + 40);
+  ASSERT_NE(nullptr, later.handle);
+  EXPECT_EQ(4, later.record);
+  EXPECT_EQ(2, getInts(file, "prevRecord")[4]);
+  EXPECT_EQ(1, getInts(file, "isOverflow")[4]);
+  EXPECT_EQ(1, countOf(err.text(), "Static information area overflow"));
+  // A rewrite of an overflow record is found without a word.
+  StderrCapture quiet;
+  EXPECT_EQ(2, put("KDEN", kNoon + 20).record);
+  EXPECT_EQ(0, countOf(quiet.text(), "overflow"));
+
+  // A new writer of the directory reads the chains back from the file.
+  writer.reset(new NetcdfPointData(dir.path().c_str(), true, false));
+  Stored fresh = put("KDEN", kNoon + 40);
+  EXPECT_FALSE(fresh.isNew);
+  EXPECT_EQ(4, fresh.record);
+  EXPECT_EQ(3, put("KBOU", kNoon + 30).record);
+}
+
+TEST_F(WriteRecordTest, IdTextLimits) {
+  TemplateForm form;
+  form.totalIdLen = 10;
+  makeWriter(form);
+  {
+    StderrCapture err;
+    EXPECT_EQ(nullptr, put("ABCDEFGHIJ", kNoon).handle);
+    EXPECT_EQ(
+        "PROBLEM: Length of static id too long in getFileHandleAndRecord\n",
+        err.text());
+  }
+  // Nine characters fit the table; the id variable holds eight, so the
+  // text doesn't go in with its NUL, nor at all.
+  {
+    StderrCapture err;
+    EXPECT_EQ(nullptr, put("ABCDEFGHI", kNoon).handle);
+    EXPECT_NE(std::string::npos, err.text().find("unable to write id variable"));
+  }
+  Stored eight = put("ABCDEFGH", kNoon);
+  ASSERT_NE(nullptr, eight.handle);
+  // The failed store left no record behind: the number is used again.
+  EXPECT_EQ(0, eight.record);
+  EXPECT_EQ(std::vector<std::string>({"ABCDEFGH"}),
+            getRows(fileOf(kNoon), "stationId"));
+  EXPECT_EQ("ABCDEFGH", getRows(fileOf(kNoon), "staticIds")[0]);
+}
+
+TEST_F(WriteRecordTest, BadRequestsGiveNullAndTheStoreGoesOn) {
+  makeWriter();
+  ASSERT_NE(nullptr, put("KDEN", kNoon + 10).handle);
+  struct Case {
+    std::vector<std::string> ids;
+    std::vector<double> times;
+    const char* line;
+  } cases[] = {
+      {{"KDEN"}, {}, "PROBLEM: No time data in getFileHandleAndRecord\n"},
+      {{"KDEN"},
+       {0},
+       "PROBLEM: Undefined time getFileHandleAndRecord\n"},
+      {{"KDEN"},
+       {static_cast<double>(AbsTime::endOfTime().seconds())},
+       "PROBLEM: Undefined time getFileHandleAndRecord\n"},
+      {{"KDEN", "X"},
+       {kNoon + 10.0},
+       "PROBLEM: Wrong number of ids in getFileHandleAndRecord\n"},
+  };
+  for (const Case& c : cases) {
+    SeqOf<TextString> ids;
+    for (const std::string& id : c.ids) ids.append(id.c_str());
+    SeqOf<double> times;
+    for (double t : c.times) times.append(t);
+    StderrCapture err;
+    EXPECT_EQ(nullptr, putWith(ids, times).handle) << c.line;
+    EXPECT_EQ(c.line, err.text());
+  }
+  {
+    StderrCapture err;
+    EXPECT_EQ(nullptr, putAt(40, -105, kNoon + 10).handle);
+    EXPECT_EQ("PROBLEM: File not lat/lon indexed in getFileHandleAndRecord\n",
+              err.text());
+  }
+  {
+    StderrCapture err;
+    EXPECT_EQ(nullptr, putAt(91, 0, kNoon + 10).handle);
+    EXPECT_EQ(nullptr, putAt(0, -180.5, kNoon + 10).handle);
+    EXPECT_EQ(2, countOf(err.text(),
+                         "PROBLEM: lat/lon values out of range in "
+                         "getFileHandleAndRecord\n"));
+  }
+  SeqOf<TextString> ids;
+  ids.append("KBOU");
+  // A reader can't store; the writer has lost nothing.
+  NetcdfPointData reader(dir.path().c_str(), false, false);
+  long record = -1;
+  bool isNew = false;
+  SeqOf<double> times;
+  times.append(kNoon + 10.0);
+  StderrCapture err;
+  EXPECT_EQ(nullptr, reader.getFileHandleAndRecord(ids, times, record, isNew));
+  EXPECT_EQ("PROBLEM: Not set up for writing in getFileHandleAndRecord\n",
+            err.text());
+  EXPECT_EQ(1, recordCount(fileOf(kNoon)));
+  EXPECT_EQ(1, put("KBOU", kNoon + 20).record);
+}
+
+TEST_F(WriteRecordTest, TheFirstUsableTimeNamesTheFile) {
+  TemplateForm form;
+  form.variables = "  double timeNominal(recNum) ;\n  int invTime(recNum) ;\n";
+  form.timeVariables = "timeObs,timeNominal";
+  makeWriter(form);
+  SeqOf<TextString> ids;
+  ids.append("KDEN");
+  SeqOf<double> times;
+  times.append(0);
+  times.append(kNoon + 10);
+  Stored first = putWith(ids, times);
+  ASSERT_NE(nullptr, first.handle);
+  times[0] = static_cast<double>(AbsTime::endOfTime().seconds());
+  times[1] = kNoon + kHour + 10;
+  ASSERT_NE(nullptr, putWith(ids, times).handle);
+  EXPECT_EQ(1, recordCount(fileOf(kNoon)));
+  EXPECT_EQ(1, recordCount(fileOf(kNoon + kHour)));
+  EXPECT_EQ(kNoon + 10.0, getDoubles(fileOf(kNoon), "timeNominal")[0]);
+  StderrCapture err;
+  times.setLength(1);
+  times[0] = kNoon + 20;
+  EXPECT_EQ(nullptr, putWith(ids, times).handle);
+  EXPECT_EQ("PROBLEM: Wrong number of times in getFileHandleAndRecord\n",
+            err.text());
+}
+
+TEST_F(WriteRecordTest, PositionsAreTheIdsOfALatLonFile) {
+  TemplateForm form;
+  form.totalIdLen = 13;
+  form.idVariables = "latitude,longitude";
+  makeWriter(form);
+  Stored a = putAt(39.75f, -104.87f, kNoon + 10, 1);
+  Stored b = putAt(-33.9f, 151.2f, kNoon + 10, 2);
+  ASSERT_NE(nullptr, a.handle);
+  ASSERT_NE(nullptr, b.handle);
+  EXPECT_EQ(1, b.record);
+  Stored again = putAt(39.75f, -104.87f, kNoon + 10, 3);
+  EXPECT_FALSE(again.isNew);
+  EXPECT_EQ(0, again.record);
+  std::string file = fileOf(kNoon);
+  EXPECT_EQ(std::vector<double>({39.75f, -33.9f}), getDoubles(file, "latitude"));
+  EXPECT_EQ(std::vector<double>({3, 2}), getDoubles(file, "temperature"));
+  char id[13];
+  ASSERT_TRUE(NetcdfPointData::latLonId(-33.9f, 151.2f, 13, id));
+  std::vector<std::string> table = getRows(file, "staticIds");
+  EXPECT_TRUE(table[0] == id || table[1] == id);
+  // An id vector in place of the position is refused.
+  StderrCapture err;
+  EXPECT_EQ(nullptr, put("KDEN", kNoon + 10).handle);
+  EXPECT_EQ("PROBLEM: File is lat/lon indexed in getFileHandleAndRecord\n",
+            err.text());
+}
+
+TEST_F(WriteRecordTest, WithoutAChainEveryStoreIsANewRecord) {
+  TemplateForm form;
+  form.maxStaticIds = 0;
+  form.totalIdLen = 0;
+  form.nBins = 1;
+  {
+    StderrCapture err;
+    makeWriter(form);
+    EXPECT_EQ(1, countOf(err.text(), "no record mapping"));
+  }
+  EXPECT_EQ(-1, writer->structure()->prevRecordVar);
+  EXPECT_EQ(0, put("KDEN", kNoon + 10).record);
+  Stored second = put("KDEN", kNoon + 10);
+  EXPECT_TRUE(second.isNew);
+  EXPECT_EQ(1, second.record);
+  EXPECT_EQ(2, recordCount(fileOf(kNoon)));
+}
+
+TEST_F(WriteRecordTest, HandlesAreGivenBackOnce) {
+  makeWriter();
+  Stored a = put("KDEN", kNoon + 10, 1, true);
+  Stored b = put("KBOU", kNoon + 20, 2, true);
+  ASSERT_NE(nullptr, a.handle);
+  EXPECT_EQ(a.handle, b.handle) << "one file, one handle";
+  EXPECT_EQ(2, writer->fileInfoAt(AbsTime(kNoon))->clients);
+  SeqOfPtr<int*> handles;
+  handles.append(a.handle);
+  handles.append(b.handle);
+  EXPECT_TRUE(writer->releaseHandles(handles));
+  EXPECT_EQ(0, writer->fileInfoAt(AbsTime(kNoon))->clients);
+  // The writer keeps its file open for the next store.
+  EXPECT_NE(nullptr, writer->fileInfoAt(AbsTime(kNoon))->handle);
+
+  StderrCapture err;
+  EXPECT_FALSE(writer->releaseHandle(nullptr));
+  int stranger = 5;
+  EXPECT_FALSE(writer->releaseHandle(&stranger));
+  SeqOfPtr<int*> bad;
+  bad.append(&stranger);
+  EXPECT_TRUE(writer->releaseHandles(SeqOfPtr<int*>()));
+  EXPECT_FALSE(writer->releaseHandles(bad));
+  // A handle of a record with no clients is given back with a complaint.
+  EXPECT_TRUE(writer->releaseHandle(a.handle));
+  // Only releaseHandles complains of a bad handle.
+  EXPECT_EQ(
+      "BUG: Error releasing handle\nBUG: releasing handle with no clients " +
+          fileOf(kNoon) + "\n",
+      err.text());
+}
+
+// Where ncsync can't be trusted the writer closes and reopens the file; the
+// holder's handle follows the new id. The switch is the process's, so the
+// case runs in a child of its own.
+TEST_F(WriteRecordTest, WithoutSyncTheFileIsReopened) {
+  makeWriter();
+  ASSERT_NE(nullptr, put("KDEN", kNoon + 10).handle);
+  EXPECT_EXIT(
+      {
+        NetcdfPointData::disableSyncForWriting();
+        Stored s = put("KBOU", kNoon + 20, 7, true);
+        PointNetcdfFileInfo* info = writer->fileInfoAt(AbsTime(kNoon));
+        bool followed = s.handle != nullptr && info->ncFile != nullptr &&
+                        *s.handle == info->ncFile->id();
+        bool released = writer->releaseHandle(s.handle);
+        bool seen = getDoubles(fileOf(kNoon), "temperature").size() == 2 &&
+                    getDoubles(fileOf(kNoon), "temperature")[1] == 7;
+        exit(followed && released && seen ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
