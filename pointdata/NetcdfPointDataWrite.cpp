@@ -571,15 +571,18 @@ int* NetcdfPointData::finishNewRecord(Store& st, int syncCase) {
   ZLOG(LogStream::DEBUG) << syncCase
                          << ": In lastFileTimeStamp, NC_SYNC_WORKS_FOR_WRITING = "
                          << syncWorks << std::endl;
-  if (syncWorks == 1) {
-    if (ncsync(st.ncid) < 0) {
-      ZLOG(LogStream::BUG) << "PANIC!!! Error calling ncsync!!!" << std::endl;
-    }
-  } else if (mysync(info) < 0) {
-    --info->clients;
-    return nullptr;
+  bool synced = true;
+  if (syncWorks == 1 && ncsync(st.ncid) < 0) {
+    ZLOG(LogStream::BUG) << "PANIC!!! Error calling ncsync!!!" << std::endl;
+    synced = false;
+  } else if (syncWorks != 1) {
+    synced = mysync(info) >= 0;
   }
-  return info->handle;
+  if (synced) return info->handle;
+  // The index didn't reach the disk (a full one, most likely): the store
+  // has failed, and the caller mustn't write data behind it.
+  --info->clients;
+  return nullptr;
 }
 
 int NetcdfPointData::mysync(PointNetcdfFileInfo* fileInfo) {

@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
 #include <netcdf.h>
 #include <netcdfcpp.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -379,6 +383,60 @@ TEST_F(WriteRecordTest, WithoutSyncTheFileIsReopened) {
         exit(followed && released && seen ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(WriteRecordTest, AMissingTemplateStopsNewFilesOnly) {
+  makeWriter();
+  ASSERT_NE(nullptr, put("KDEN", kNoon + 10, 4).handle);
+  ASSERT_EQ(0, unlink(dir.file("template").c_str()));
+  {
+    StderrCapture err;
+    EXPECT_EQ(nullptr, put("KDEN", kNoon + kHour + 10).handle);
+    // Behind what cp and mv say themselves.
+    EXPECT_EQ(1, countOf(err.text(),
+                         "\nBUG: Template copy command failed.\n"
+                         "EVENT: This file was probably purged away\n"));
+  }
+  EXPECT_EQ(1, put("KBOU", kNoon + 20).record);
+  EXPECT_EQ(std::vector<double>({4, 10}),
+            getDoubles(fileOf(kNoon), "temperature"));
+}
+
+// A full disk, as a limit on the size of the files this process writes: a
+// store whose index can't reach the disk gives null, and what was written
+// stays. The limit is the process's, so the case runs in a child.
+TEST_F(WriteRecordTest, AFullDiskGivesNullAndKeepsWhatWasWritten) {
+  makeWriter();
+  ASSERT_NE(nullptr, put("KDEN", kNoon + 10, 4).handle);
+  struct stat status;
+  ASSERT_EQ(0, stat(fileOf(kNoon).c_str(), &status));
+  EXPECT_EXIT(
+      {
+        signal(SIGXFSZ, SIG_IGN);
+        struct rlimit limit;
+        limit.rlim_cur = limit.rlim_max = 1000;  // below the file's size
+        setrlimit(RLIMIT_FSIZE, &limit);
+        bool refused = true;
+        for (int i = 0; i < 5; ++i)
+          refused = refused && put("S" + std::to_string(i), kNoon + 20 + i)
+                                       .handle == nullptr;
+        fprintf(stderr, "refused %d\n", refused);
+        exit(0);
+      },
+      ::testing::ExitedWithCode(0),
+      "^(BUG: PANIC!!! Error calling ncsync!!!\n){5}refused 1\n$");
+  struct stat after;
+  ASSERT_EQ(0, stat(fileOf(kNoon).c_str(), &after));
+  EXPECT_EQ(status.st_size, after.st_size);
+  EXPECT_EQ("KDEN", getRows(fileOf(kNoon), "stationId")[0]);
+  EXPECT_EQ(4, getDoubles(fileOf(kNoon), "temperature")[0]);
+  // With room again the writer goes on behind its last stored record, and
+  // its writes make the table whole again.
+  EXPECT_EQ(1, put("KBOU", kNoon + 30).record);
+  EXPECT_EQ(2, getInts(fileOf(kNoon), "nStaticIds")[0]);
+  std::vector<std::string> table = getRows(fileOf(kNoon), "staticIds");
+  EXPECT_EQ("KBOU", table[0]);
+  EXPECT_EQ("KDEN", table[1]);
 }
 
 }  // namespace
