@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <netcdf.h>
+#include <netcdfcpp.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -168,6 +169,57 @@ TEST_F(FileSetTest, AWriterKeepsOnlyItsNewestFilesOpen) {
   EXPECT_EQ(2, NetcdfPointData::fileOpenCount() - base);
   EXPECT_EQ(4, recordCount(fileOf(kNoon)));
   EXPECT_EQ(3, getInts(fileOf(kNoon), "lastRecord")[3]);
+}
+
+TEST_F(FileSetTest, OpenFilesAndHandlesOfARecord) {
+  makeWriter();
+  ASSERT_NE(nullptr, put("KDEN", kNoon + 10).handle);
+  PointNetcdfFileInfo* info = writer->fileInfoAt(AbsTime(kNoon));
+  ASSERT_NE(nullptr, info);
+  int base = NetcdfPointData::fileOpenCount();
+  writer->closeFileInfo(info);
+  EXPECT_EQ(nullptr, info->handle);
+  EXPECT_EQ(base - 1, NetcdfPointData::fileOpenCount());
+  ASSERT_TRUE(writer->openFileInfo(info));
+  ASSERT_NE(nullptr, info->ncFile);
+  EXPECT_EQ(base, NetcdfPointData::fileOpenCount());
+  EXPECT_EQ(1, writer->handleCount());
+
+  // A record that has a good file keeps it and lets the other go.
+  NcFile* other = writer->openNetCdfFile(info->path, true, true);
+  ASSERT_NE(nullptr, other);
+  writer->giveNcFileToFileInfo(info, other);
+  EXPECT_EQ(base, NetcdfPointData::fileOpenCount());
+  // A handle that lost its file takes the one given, id and all.
+  NcFile* own = info->ncFile;
+  info->ncFile = nullptr;
+  StderrCapture err;
+  writer->giveNcFileToFileInfo(info, own);
+  writer->giveNcFileToFileInfo(info, nullptr);
+  EXPECT_EQ("PROBLEM: Handle with no NcFile object for " + fileOf(kNoon) +
+                "\nBUG: Bad NcFile* passed into giveNcFileToFileInfo()\n",
+            err.text());
+  EXPECT_EQ(own, info->ncFile);
+  EXPECT_EQ(own->id(), *info->handle);
+  EXPECT_EQ(1, put("KBOU", kNoon + 20).record);
+
+  // A file that a query can't read is held out of the next scans; the
+  // newest makes the caller wait a second instead.
+  copyTemplate({kNoon + kHour});
+  ASSERT_TRUE(writer->resync());
+  StderrCapture noted;
+  writer->noteFileAccessError(writer->fileInfoAt(AbsTime(kNoon + kHour)));
+  writer->noteFileAccessError(info);
+  EXPECT_EQ("PROBLEM: File access error noted for newest file, " +
+                fileOf(kNoon + kHour) +
+                ", pausing.\nPROBLEM: File access error noted for " +
+                fileOf(kNoon) + "\n",
+            noted.text());
+  EXPECT_TRUE(writer->isBadFile(AbsTime(kNoon)));
+  writeFile(dir.file("note"), "");
+  writer->resync();
+  EXPECT_EQ(1, writer->fileTimes().length());
+  EXPECT_EQ(nullptr, writer->fileInfoAt(AbsTime(kNoon)));
 }
 
 TEST_F(FileSetTest, ProcessWideObjectsAndReadersWithoutATemplate) {
