@@ -24,10 +24,6 @@ const int kBadFileScans = 3;
 const long kPurgeMargin = 900;
 const char* const kLogTimeFormat = "%h %d %y %T GMT";
 
-bool sameTime(const timespec& a, const timespec& b) {
-  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-}
-
 void removeAt(SeqOf<AbsTime>& times, int index) {
   times.replaceBetween(index - 1, index + 1, SeqOf<AbsTime>());
 }
@@ -216,7 +212,7 @@ bool NetcdfPointData::resync() {
   }
   // The directory's modification time is the one sign that a file came or
   // went: while it stands, the directory isn't listed.
-  if (sameTime(status.st_mtim, _directoryTime)) {
+  if (sameModTime(status.st_mtim, _directoryTime)) {
     _newestNotedTime = AbsTime();
     return false;
   }

@@ -38,10 +38,6 @@ void logReadFailure(const char* what, const TextString& path, int ncid,
   }
 }
 
-bool sameTime(const timespec& a, const timespec& b) {
-  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-}
-
 // Whole seconds of a time value; what can't be one reads as the fill value
 // of an int, which no real time has.
 int wholeSeconds(double value) {
@@ -97,7 +93,7 @@ bool NetcdfPointData::updateFileInfo(int ncid, PointNetcdfFileInfo* fileInfo,
         << "Could not stat netcdf file:" << fileInfo->path << std::endl;
     return false;
   }
-  if (sameTime(status.st_mtim, fileInfo->modTime)) stale = false;
+  if (sameModTime(status.st_mtim, fileInfo->modTime)) stale = false;
   fileInfo->modTime = status.st_mtim;
   if (!stale && !more && !forced) return true;
   if (bit >= 0) _recentBits &= ~(1u << bit);

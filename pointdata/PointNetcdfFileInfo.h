@@ -80,4 +80,10 @@ struct PointNetcdfFileInfo {
   PointNetcdfFileInfo* older;
 };
 
+// Modification times of files and directories, compared to the
+// nanosecond: a change within the second must still show.
+inline bool sameModTime(const timespec& a, const timespec& b) {
+  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
 #endif  // ZEPH_POINTDATA_POINTNETCDFFILEINFO_H_
