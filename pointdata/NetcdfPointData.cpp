@@ -124,12 +124,9 @@ NetcdfPointData* NetcdfPointData::getNetcdfPointData(
     }
     return getNetcdfPointData(path, writable, true);
   }
-  const char* root = getenv("ZEPH_DATA");
-  if (root == nullptr || *root == '\0') {
-    ZLOG(LogStream::PROBLEM) << "Env var ZEPH_DATA not defined" << std::endl;
-    return nullptr;
-  }
-  return getNetcdfPointData(TextString(root) + "/" + part, writable, false);
+  TextString directory = dmDirectory(dataAccessKey);
+  if (directory.isEmpty()) return nullptr;
+  return getNetcdfPointData(directory, writable, false);
 }
 
 // The structure of the template; a reader without one takes the newest

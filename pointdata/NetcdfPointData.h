@@ -307,6 +307,7 @@ class NetcdfPointData {
   // Links a record to its object, so that the clientless list, which all
   // objects share, can close what it evicts.
   void adopt(PointNetcdfFileInfo* fileInfo);
+  static bool isClientless(const PointNetcdfFileInfo* fileInfo);
   static void evictClientless(PointNetcdfFileInfo* fileInfo);
   // Keeps the handle count of the list when a listed record's handle goes.
   static void handleLeavesClientless(PointNetcdfFileInfo* fileInfo);

@@ -12,18 +12,17 @@ namespace {
 const int kMaxClientlessObjects = 35;
 const int kMaxClientlessHandles = 8;
 
-bool isListed(const PointNetcdfFileInfo* info,
-              const PointNetcdfFileInfo* newest) {
-  return info->newer != nullptr || info == newest;
-}
-
 }  // namespace
+
+bool NetcdfPointData::isClientless(const PointNetcdfFileInfo* fileInfo) {
+  return fileInfo->newer != nullptr || fileInfo == process().newestClientless;
+}
 
 void NetcdfPointData::registerClientless(PointNetcdfFileInfo* fileInfo) {
   ProcessState& p = process();
   if (fileInfo == nullptr || fileInfo->owner == nullptr ||
       fileInfo->clients > 0 || (fileInfo->ncFile == nullptr && fileInfo->level <= 1) ||
-      isListed(fileInfo, p.newestClientless))
+      isClientless(fileInfo))
     return;
   ++p.nClientlessObjects;
   if (fileInfo->handle != nullptr) ++p.nClientlessHandles;
@@ -84,14 +83,14 @@ void NetcdfPointData::evictClientless(PointNetcdfFileInfo* fileInfo) {
 }
 
 void NetcdfPointData::unregisterClientless(PointNetcdfFileInfo* fileInfo) {
-  if (fileInfo == nullptr || !isListed(fileInfo, process().newestClientless))
+  if (fileInfo == nullptr || !isClientless(fileInfo))
     return;
   unlinkClientless(fileInfo);
 }
 
 void NetcdfPointData::handleLeavesClientless(PointNetcdfFileInfo* fileInfo) {
   ProcessState& p = process();
-  if (fileInfo->handle == nullptr || !isListed(fileInfo, p.newestClientless))
+  if (fileInfo->handle == nullptr || !isClientless(fileInfo))
     return;
   --p.nClientlessHandles;
   if (fileInfo != p.oldestClientlessHandle) return;

@@ -377,8 +377,7 @@ void NetcdfPointData::closeOlderFiles(const PointNetcdfFileInfo* madeLast) {
     if (info == nullptr) return;
     if (info == madeLast || info->clients > 0) continue;
     if (!_writable) {
-      if (info->newer == nullptr && info != process().newestClientless)
-        closeUnheldFile(info);
+      if (!isClientless(info)) closeUnheldFile(info);
       continue;
     }
     if (info->ncFile != nullptr || info->handle != nullptr) closeFileInfo(info);

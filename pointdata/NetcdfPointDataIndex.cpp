@@ -21,7 +21,6 @@
 namespace {
 
 const int kTopLevel = 5;
-const long kMaxCapacityStep = 200;
 const int kMaxRecentBit = 31;
 // How much longer than the newest file the others wait for a look.
 const long kAdjoiningCheckFactor = 5;
@@ -305,10 +304,7 @@ bool NetcdfPointData::readRecordTables(LevelRead& r) {
   if (info->capacity == 0 || info->capacity < r.length) {
     bool hadIds = info->recordIds != nullptr;
     info->deleteRecordArrays();
-    long step = s.maxStaticIds >= 1 && s.maxStaticIds <= kMaxCapacityStep
-                    ? s.maxStaticIds
-                    : kMaxCapacityStep;
-    info->capacity = r.length + step;
+        info->capacity = r.length + s.capacityStep();
     if (hadIds) r.wanted = kTopLevel;
     whole = true;
   }

@@ -20,7 +20,6 @@
 
 namespace {
 
-const long kMaxCapacityStep = 200;
 // The time part of a file's name, at the end of its path.
 const unsigned kTimeStampLength = 13;
 const char kBinSet = '1';
@@ -379,10 +378,7 @@ bool NetcdfPointData::growRecordArrays(Store& st) {
   const PointFileStructure& s = *st.s;
   PointNetcdfFileInfo* info = st.info;
   if (st.record + 1 <= info->capacity || s.prevRecordVar == -1) return true;
-  long step = s.maxStaticIds >= 1 && s.maxStaticIds <= kMaxCapacityStep
-                  ? s.maxStaticIds
-                  : kMaxCapacityStep;
-  long capacity = st.record + 1 + step;
+    long capacity = st.record + 1 + s.capacityStep();
   long kept = std::min(st.record, info->capacity);
   bool grown = regrow(info->lats, kept, capacity) &&
                regrow(info->lons, kept, capacity) &&

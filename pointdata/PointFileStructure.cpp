@@ -33,6 +33,12 @@ PointFileStructure::PointFileStructure()
       maxOpen(2),
       logRewrites(false) {}
 
+long PointFileStructure::capacityStep() const {
+  const long kMaxStep = 200;
+  return maxStaticIds >= 1 && maxStaticIds <= kMaxStep ? maxStaticIds
+                                                      : kMaxStep;
+}
+
 int PointFileStructure::levelReached(int level) const {
   if (level == 1 && nBins <= 1) level = 2;
   if (level == 2 && maxStaticIds <= 0) level = 3;

@@ -25,6 +25,10 @@ struct PointFileStructure {
   // for tables it doesn't have.
   int levelReached(int level) const;
   bool hasTimeVariables() const { return timeVars.length() > 0; }
+  // How many records the per-record tables grow by: a table's worth of
+  // ids, at most 200, so that a stream of records doesn't reallocate each
+  // time.
+  long capacityStep() const;
 
   // Whether `name` is one of the eleven index variables, which are never
   // data and never a time variable.

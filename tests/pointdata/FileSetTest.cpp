@@ -342,13 +342,7 @@ TEST_F(FileSetTest, AReaderInAnotherProcessSeesEachRecordAfterRelease) {
   close(toParent[0]);
 }
 
-class DataAccessKeyTest : public DataAccessFixture {
- protected:
-  void TearDown() override {
-    LogStream::instance().resetToDefaults();
-    DataAccessFixture::TearDown();
-  }
-};
+using DataAccessKeyTest = DataAccessFixture;
 
 TEST_F(DataAccessKeyTest, AKeyNamesADirectoryOrAStaticFile) {
   useTable(

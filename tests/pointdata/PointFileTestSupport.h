@@ -9,6 +9,7 @@
 #include <netcdf.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <cstring>
 #include <set>
 #include <string>
@@ -206,6 +207,11 @@ inline std::vector<std::string> getRows(const std::string& path,
     result.push_back(std::string(text.data() + r * width,
                                  strnlen(text.data() + r * width, width)));
   return result;
+}
+// The first `n` rows of a table read back, the ones its count covers.
+template <class T>
+std::vector<T> firstRows(const std::vector<T>& rows, size_t n) {
+  return std::vector<T>(rows.begin(), rows.begin() + std::min(n, rows.size()));
 }
 inline long recordCount(const std::string& path) {
   OpenFile file(path);

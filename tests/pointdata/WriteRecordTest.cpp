@@ -47,22 +47,17 @@ TEST_F(WriteRecordTest, StationsLandInTheFilesOfTheirPeriods) {
   EXPECT_EQ(std::vector<std::string>({"KDEN", "KBOU", "KAPA"}),
             getRows(first, "stationId"));
   EXPECT_EQ(std::vector<int>({3}), getInts(first, "nStaticIds"));
-  std::vector<std::string> table = getRows(first, "staticIds");
   EXPECT_EQ(std::vector<std::string>({"KAPA", "KBOU", "KDEN"}),
-            std::vector<std::string>(table.begin(), table.begin() + 3));
-  std::vector<int> lastRecord = getInts(first, "lastRecord");
+            firstRows(getRows(first, "staticIds"), 3));
   EXPECT_EQ(std::vector<int>({2, 1, 0}),
-            std::vector<int>(lastRecord.begin(), lastRecord.begin() + 3));
-  std::vector<int> inventory = getInts(first, "inventory");
+            firstRows(getInts(first, "lastRecord"), 3));
   EXPECT_EQ(std::vector<int>({4, 2, 1}),
-            std::vector<int>(inventory.begin(), inventory.begin() + 3));
+            firstRows(getInts(first, "inventory"), 3));
   EXPECT_EQ(std::vector<int>({7}), getInts(first, "globalInventory"));
   // The last bin is as the template left it: no record, and negative.
   std::vector<int> firstInBin = getInts(first, "firstInBin");
-  std::vector<int> lastInBin = getInts(first, "lastInBin");
-  EXPECT_EQ(std::vector<int>({0, 1, 2}),
-            std::vector<int>(firstInBin.begin(), firstInBin.begin() + 3));
-  EXPECT_EQ(firstInBin, lastInBin);
+  EXPECT_EQ(std::vector<int>({0, 1, 2}), firstRows(firstInBin, 3));
+  EXPECT_EQ(firstInBin, getInts(first, "lastInBin"));
   EXPECT_GT(0, firstInBin[3]);
   EXPECT_EQ(std::vector<int>({-1, -1, -1}), getInts(first, "prevRecord"));
   EXPECT_EQ(std::vector<double>({kNoon + 60.0, kNoon + 960.0, kNoon + 1860.0}),
@@ -121,16 +116,13 @@ TEST_F(WriteRecordTest, NewIdsKeepTheTableSorted) {
   const char* arrivals[] = {"M", "C", "X", "A", "N", "B", "Z"};
   for (const char* id : arrivals) ASSERT_NE(nullptr, put(id, kNoon + 10).handle);
   std::string file = fileOf(kNoon);
-  std::vector<std::string> table = getRows(file, "staticIds");
   EXPECT_EQ(std::vector<std::string>({"A", "B", "C", "M", "N", "X", "Z"}),
-            std::vector<std::string>(table.begin(), table.begin() + 7));
-  std::vector<int> lastRecord = getInts(file, "lastRecord");
+            firstRows(getRows(file, "staticIds"), 7));
   EXPECT_EQ(std::vector<int>({3, 5, 1, 0, 4, 2, 6}),
-            std::vector<int>(lastRecord.begin(), lastRecord.begin() + 7));
+            firstRows(getInts(file, "lastRecord"), 7));
   EXPECT_EQ(7, getInts(file, "nStaticIds")[0]);
   // Every row moved with its inventory.
-  std::vector<int> inventory = getInts(file, "inventory");
-  for (int r = 0; r < 7; ++r) EXPECT_EQ(1, inventory[r]) << r;
+  EXPECT_EQ(std::vector<int>(7, 1), firstRows(getInts(file, "inventory"), 7));
 }
 
 TEST_F(WriteRecordTest, AFullTableOverflowsIntoChains) {
@@ -284,6 +276,36 @@ TEST_F(WriteRecordTest, TheFirstUsableTimeNamesTheFile) {
   times[0] = kNoon + 20;
   EXPECT_EQ(nullptr, putWith(ids, times).handle);
   EXPECT_EQ("PROBLEM: Wrong number of times in getFileHandleAndRecord\n",
+            err.text());
+}
+
+// A file of forecasts is named by its reference time and takes the valid
+// times of its window, from one period to two behind it.
+TEST_F(WriteRecordTest, ForecastsLandInTheFileOfTheirReferenceTime) {
+  TemplateForm form;
+  form.variables = "  double validTime(recNum) ;\n  int invTime(recNum) ;\n";
+  form.timeVariables = "timeObs,validTime";
+  form.fileEndOffset = "7200";
+  form.globals = "  :have_forecasts = \"true\" ;\n";
+  makeWriter(form);
+  SeqOf<TextString> ids;
+  ids.append("KDEN");
+  SeqOf<double> times;
+  times.append(kNoon);  // a run time, in whole minutes as file names are
+  times.append(kNoon + 2 * kHour);
+  Stored first = putWith(ids, times);
+  ASSERT_NE(nullptr, first.handle);
+  times[1] = kNoon + kHour + 10;
+  EXPECT_EQ(1, putWith(ids, times).record);
+  EXPECT_EQ(std::vector<int>({int(kNoon) + 7200, int(kNoon) + 3610}),
+            getInts(fileOf(kNoon), "invTime"));
+  EXPECT_EQ(-1, getInts(fileOf(kNoon), "prevRecord")[0]);
+  EXPECT_EQ(0, getInts(fileOf(kNoon), "prevRecord")[1]);
+  StderrCapture err;
+  times[1] = kNoon + 3 * kHour;
+  EXPECT_EQ(nullptr, putWith(ids, times).handle);
+  EXPECT_EQ("PROBLEM: Forecast time out of range: 10800 for " + dir.path() +
+                "\n",
             err.text());
 }
 
