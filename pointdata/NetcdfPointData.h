@@ -13,6 +13,8 @@
 class DataTime;
 class NcFile;
 class TextBuffer;
+class TimeRange;
+struct RecordSet;
 struct PointFileStructure;
 struct PointNetcdfFileInfo;
 
@@ -162,6 +164,113 @@ class NetcdfPointData {
   bool variableList(int ncid, const char* attributeName, SeqOf<int>& varIds,
                     long& totalLength, SeqOf<int>& lengths);
 
+  // Reading. The inventories answer from the index alone, never from the
+  // data variables, and rescan the directory as they go when it is due.
+  // Each is false only for an object without a structure, or a static one
+  // without its file; finding nothing is true with an empty result. A
+  // range whose start equals its end is false at once.
+  //
+  // `timeQuantum`: below 0, exact times from the per-record tables; 0, the
+  // default resolution (bins, or in the AbsTime forms of an object without
+  // forecasts whole files); above 0, the larger of it and the bin width,
+  // results rounded down to its multiples.
+  //
+  // The forms with an earlier result read again only the files that may
+  // have changed since it was made, and take its older entries as they
+  // stand.
+  bool idInventory(const SeqOf<DataTime>& earlierResult, const TextString& id,
+                   SeqOf<DataTime>& dataTimes, int timeQuantum = 0);
+  bool idInventory(const TextString& id, SeqOf<DataTime>& dataTimes,
+                   int timeQuantum = 0);
+  bool idInventory(const SeqOf<DataTime>& earlierResult, const TextString& id,
+                   TimeRange range, SeqOf<DataTime>& dataTimes,
+                   int timeQuantum = 0);
+  bool idInventory(const TextString& id, TimeRange range,
+                   SeqOf<DataTime>& dataTimes, int timeQuantum = 0);
+  bool inventory(const SeqOf<DataTime>& earlierResult,
+                 SeqOf<DataTime>& dataTimes, int timeQuantum = 0);
+  bool inventory(SeqOf<DataTime>& dataTimes, int timeQuantum = 0);
+  bool inventory(const SeqOf<DataTime>& earlierResult, TimeRange range,
+                 SeqOf<DataTime>& dataTimes, int timeQuantum = 0);
+  bool inventory(TimeRange range, SeqOf<DataTime>& dataTimes,
+                 int timeQuantum = 0);
+  // Valid times, ascending.
+  bool idTimes(const TextString& id, SeqOf<AbsTime>& absTimes,
+               int timeQuantum = 0);
+  bool idTimes(const TextString& id, TimeRange range, SeqOf<AbsTime>& absTimes,
+               int timeQuantum = 0);
+  bool allTimes(SeqOf<AbsTime>& absTimes, int timeQuantum = 0);
+  bool allTimes(TimeRange range, SeqOf<AbsTime>& absTimes,
+                int timeQuantum = 0);
+
+  // The handles a reader opens: one for each file that holds the id in the
+  // range, or that overlaps the range, oldest first. Each counts as a
+  // client until it is given back with releaseHandle(s).
+  bool handlesForId(const TextString& id, const TimeRange& range,
+                    SeqOfPtr<int*>& handleList);
+  bool handlesForRange(const TimeRange& range, SeqOfPtr<int*>& handleList);
+
+  // The records of one open file. Records are numbered in the order they
+  // arrived, which isn't the order of their times.
+  bool idsOfRecords(int* handle, long first, long count,
+                    SeqOf<TextString>& ids);
+  bool timesOfRecords(int* handle, long first, long count,
+                      SeqOf<long>& times);
+  // The ids with records in the range, and the span of records of its
+  // bins, as recordSpanInRange.
+  bool idsInRange(const TimeRange& range, int* handle, SeqOf<TextString>& ids,
+                  long& first, long& count);
+  // The span of records of the bins that the range meets: cheap, and wider
+  // than the range where records came out of time order.
+  bool recordSpanInRange(const TimeRange& range, int* handle, long& first,
+                         long& count);
+  bool recordsInRange(const TimeRange& range, int* handle,
+                      SeqOf<int>& records);
+  // In the order of arrival.
+  bool recordsOfIdInRange(const TextString& id, const TimeRange& range,
+                          int* handle, SeqOf<int>& records);
+  // Adds the records to the set, made if `recordSet` is null; the caller
+  // owns it.
+  bool recordSetInRange(const TimeRange& range, int* handle,
+                        RecordSet*& recordSet);
+  bool recordSetForId(const TextString& id, const TimeRange& range,
+                      int* handle, RecordSet*& recordSet);
+  // Copies the positions of runs of records into the caller's arrays,
+  // one run behind the other.
+  bool positionsOfRecords(const SeqOfPtr<int*>& handleList,
+                          const SeqOf<int>& firsts, const SeqOf<int>& counts,
+                          float* lats, float* lons);
+
+  // The id nearest to `latLon` within `radiusKm` in the current file, or
+  // the empty text; `latLon` becomes its position and `distanceKm` its
+  // distance (1e37 if none).
+  TextString nearestId(float latLon[2], float radiusKm, float& distanceKm);
+  // The position of an id in the current file, 1e12 in both if unknown;
+  // with `tryOtherCase`, the id in lower and upper case is tried too and
+  // `id` becomes the one found.
+  void positionOfId(TextString& id, bool tryOtherCase, float latLon[2]);
+  // The current file by position in fileTimes(), newest first.
+  bool setFileIndex(int index);
+
+  // A variable across the files of the handles: its ids, its netCDF type
+  // and the lengths of its dimensions behind the record dimension.
+  bool variableDescription(const TextString& name,
+                           const SeqOfPtr<int*>& handleList,
+                           SeqOf<int>& varIds, int& type, SeqOf<int>& dims);
+  SeqOf<int> forecastTimes() const;
+  SeqOf<int> timeVariableIds() const;
+  SeqOf<int> idVariableIds() const;
+  SeqOf<TextString> timeVariableNames() const;
+  SeqOf<TextString> idVariableNames() const;
+  bool handleIsValid(int* handle) const;
+  NcFile* ncFileOf(int* handle) const;
+  // The time part of the name of the handle's file.
+  TextString fileTimeStamp(int* handle) const;
+  // The index into forecastTimes() of a valid time in the handle's file;
+  // -1 outside the list, 0 without one.
+  int forecastIndex(int* handle, const AbsTime& validTime, bool& hasForecasts,
+                    AbsTime& fileTime);
+
   bool writable() const { return _writable; }
   bool isStatic() const { return _isStatic; }
   const TextString& directory() const { return _directory; }
@@ -283,6 +392,53 @@ class NetcdfPointData {
   bool releaseOne(int* handle, bool reportBad, const char* debugText,
                   bool sync);
   PointNetcdfFileInfo* holderOf(int* handle) const;
+
+  // The steps of the queries.
+  struct Query;
+  struct Entries;
+  bool beginQuery(Query& q, const TimeRange* range, int timeQuantum,
+                  bool absoluteForm);
+  bool timeQuery(const SeqOf<DataTime>* earlier, const TextString* id,
+                 const TimeRange* range, int timeQuantum, bool absoluteForm,
+                 Entries& out, bool& useEarlier);
+  bool dataTimeQuery(const SeqOf<DataTime>* earlier, const TextString* id,
+                     const TimeRange* range, SeqOf<DataTime>& dataTimes,
+                     int timeQuantum);
+  bool absTimeQuery(const TextString* id, const TimeRange* range,
+                    SeqOf<AbsTime>& absTimes, int timeQuantum);
+  static void addTime(const Query& q, const PointNetcdfFileInfo* info, long t,
+                      Entries& out);
+  bool collectTimes(Query& q, const TextString* id,
+                    const SeqOf<DataTime>* earlier, Entries& out);
+  bool idTimesOfFile(Query& q, PointNetcdfFileInfo* info, const char* id,
+                     Entries& out, bool& failed);
+  bool allTimesOfFile(Query& q, PointNetcdfFileInfo* info, Entries& out,
+                      bool& failed);
+  void chainEntries(Query& q, PointNetcdfFileInfo* info, long head,
+                    Entries& out);
+  void binEntries(Query& q, PointNetcdfFileInfo* info, unsigned mask,
+                  const char* chars, Entries& out);
+  bool timesFromFileNames(Query& q, Entries& out);
+  bool staticInventory(Entries& out);
+  long headOfId(PointNetcdfFileInfo* info, const char* id, bool exact,
+                long* row, bool& failed);
+  PointNetcdfFileInfo* queryFile(int* handle, const char* missing) const;
+  bool rangeMeetsFile(const PointNetcdfFileInfo* info,
+                      const TimeRange& range) const;
+  bool binLimits(const PointNetcdfFileInfo* info, const TimeRange& range,
+                 long& b1, long& b2) const;
+  bool spanOfBins(PointNetcdfFileInfo* info, long b1, long b2, long& first,
+                  long& count);
+  bool recordTimeIn(const PointNetcdfFileInfo* info, long record,
+                    const TimeRange& range) const;
+  void addRunToSet(PointNetcdfFileInfo* info, int* handle,
+                   const SeqOf<int>& records, RecordSet& set, bool atFront);
+  PointNetcdfFileInfo* currentQueryFile(int level);
+  bool fileHoldsId(PointNetcdfFileInfo* info, const char* id,
+                   const TimeRange& range);
+  void giveClientHandle(PointNetcdfFileInfo* info, SeqOfPtr<int*>& handles);
+  // Whether the last scan changed the picture, for an earlier result.
+  bool _lastResyncChanged = true;
 
   // What all objects of the process share.
   struct ProcessState {
