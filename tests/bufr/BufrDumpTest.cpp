@@ -1,90 +1,146 @@
 // bufrdump run as an operator runs it: a child process, its output and its
 // exit status.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <string>
-#include <vector>
 
 #include "BufrTestSupport.h"
 
 namespace {
 
 const std::string kData = ZEPH_SOURCE_DIR "/tests/data/bufr/";
+const std::string kSite = "ZEPH_HOME=" ZEPH_SOURCE_DIR "/site ";
 
-// Runs the tool and gives its standard output; `status` its exit code.
-std::string run(const std::string& arguments, int& status) {
-  std::string command = "ZEPH_HOME=" ZEPH_SOURCE_DIR "/site " BUFRDUMP " " +
-                        arguments + " 2>/dev/null";
+struct Outcome {
+  std::string out, err;
+  int status = -1;
+};
+
+// Runs the tool under `environment` (assignments for env(1)); `merged`
+// sends standard error into standard output.
+Outcome run(const std::string& arguments,
+            const std::string& environment = kSite, bool merged = false) {
+  TempDir scratch;
+  std::string command = "env -u ZEPH_HOME " + environment + BUFRDUMP " " +
+                        arguments + (merged ? " 2>&1" : " 2>") +
+                        (merged ? "" : scratch.file("err"));
+  Outcome result;
   FILE* pipe = popen(command.c_str(), "r");
-  std::string out;
   char buffer[4096];
   size_t n;
   while (pipe && (n = fread(buffer, 1, sizeof buffer, pipe)) > 0)
-    out.append(buffer, n);
+    result.out.append(buffer, n);
   int raw = pipe ? pclose(pipe) : -1;
-  status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-  return out;
+  result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  result.err = readFile(scratch.file("err"));
+  return result;
 }
 
-std::vector<std::string> lines(const std::string& text) {
-  std::vector<std::string> out;
-  size_t start = 0;
-  for (size_t nl; (nl = text.find('\n', start)) != std::string::npos;
-       start = nl + 1)
-    out.push_back(text.substr(start, nl - start));
-  return out;
+bool has(const std::string& text, const std::string& pattern) {
+  return std::regex_search(text, std::regex(pattern));
 }
 
-TEST(BufrDumpTest, JsonLinesAndExitStatus) {
-  int status = -1;
-  std::vector<std::string> out =
-      lines(run("--json " + kData + "a_surface_single.bufr", status));
-  EXPECT_EQ(0, status);
-  ASSERT_GT(out.size(), 5u);
-  EXPECT_EQ("{\"file\": \"" + kData +
-                "a_surface_single.bufr\", \"ok\": true, \"obTime\": "
-                "\"2024-03-22T12:00:00Z\", \"dataCategory\": 0, \"subsets\": "
-                "1, \"compressed\": false}",
-            out[0]);
-  EXPECT_EQ("{\"subset\": 0, \"descriptor\": 1015, \"value\": "
-            "-99999.8984, \"repetition\": 0, \"text\": \"STERLING\"}",
-            out[3]);
-  // A float comes back exactly from its printed form.
-  std::string latitude = out[5];
-  size_t at = latitude.find("\"value\": ") + 9;
-  EXPECT_EQ(38.98f, std::strtof(latitude.c_str() + at, nullptr)) << latitude;
+TEST(BufrDumpTest, JsonLinesAndShortestValues) {
+  std::string surface = kData + "a_surface_single.bufr";
+  Outcome json = run("--json " + surface);
+  EXPECT_EQ(0, json.status);
+  EXPECT_EQ(0u, json.out.find("{\"file\": \"" + surface +
+                              "\", \"ok\": true, \"obTime\": "
+                              "\"2024-03-22T12:00:00Z\", \"dataCategory\": 0, "
+                              "\"subsets\": 1, \"compressed\": false}\n"));
+  Outcome table = run(surface);
+  // Each float as the shortest text that reads back to it, in both forms.
+  for (const char* value :
+       {"38.98", "-77.47", "88.4", "281.4", "100520", "6.7"}) {
+    EXPECT_TRUE(has(json.out, std::string("\"value\": ") + value + ","))
+        << value << json.out;
+    EXPECT_TRUE(has(table.out, std::string(" ") + value + "  ")) << value;
+  }
+  EXPECT_TRUE(has(json.out,
+                  "\"value\": -99999.9, \"repetition\": 0, "
+                  "\"text\": \"STERLING\""));
+  EXPECT_TRUE(has(json.out,
+                  "\n\\{\"files\": 1, \"decoded\": 1, "
+                  "\"failed\": 0\\}\n$"));
+  // Name and unit are columns of their own; the engine's log names its file.
+  EXPECT_TRUE(has(table.out,
+                  "0 05 002 +0 +38.98  LATITUDE \\(COARSE "
+                  "ACCURACY\\) +deg\n"))
+      << table.out;
+  EXPECT_TRUE(has(table.err, "^" + surface + ": EVENT: ")) << table.err;
+}
 
-  // A file that doesn't decode: its line says so, and the status is 1.
+TEST(BufrDumpTest, DirectoryOfGoodAndBadFiles) {
   TempDir dir;
-  std::ifstream in(kData + "a_surface_single.bufr", std::ios::binary);
-  std::string bytes((std::istreambuf_iterator<char>(in)),
-                    std::istreambuf_iterator<char>());
-  writeFile(dir.file("cut.bufr"), bytes.substr(0, bytes.size() / 2));
-  out = lines(run("--json " + kData + "b_surface_subsets.bufr " +
-                      dir.file("cut.bufr"),
-                  status));
-  EXPECT_EQ(1, status);
-  int failed = 0;
-  for (const std::string& line : out)
-    if (line.find("\"ok\": false") != std::string::npos) ++failed;
-  EXPECT_EQ(1, failed);
+  std::string good = readFile(kData + "a_surface_single.bufr");
+  writeFile(dir.file("b_good.bufr"), good);
+  writeFile(dir.file("a_cut.bufr"), good.substr(0, good.size() / 2));
+  writeFile(dir.file("c_locked.bufr"), good);
+  chmod(dir.file("c_locked.bufr").c_str(), 0);
+  ASSERT_EQ(0, symlink("/nonexistent", dir.file("d_dangling").c_str()));
+  mkdir(dir.file("sub").c_str(), 0755);
+  writeFile(dir.file("sub/deeper.bufr"), good);
+  // Root reads a file whatever its mode.
+  bool locked = geteuid() != 0;
 
-  run("--bogus", status);
-  EXPECT_EQ(2, status);
-  std::string table = run(kData + "c1_delayed_31001.bufr", status);
-  EXPECT_EQ(0, status);
-  EXPECT_NE(std::string::npos,
-            table.find("c1_delayed_31001.bufr: decoded\n"));
-  // The readable form names the element and numbers its repetition.
-  EXPECT_TRUE(std::regex_search(table, std::regex("0 07 004 +2 +[0-9]+  "
-                                                  "PRESSURE Pa")))
-      << table;
+  Outcome table = run(dir.path() + " " + dir.file("missing.bufr"));
+  EXPECT_EQ(1, table.status);
+  std::string expected = dir.file("a_cut.bufr") + ": FAILED\n  .*\n";
+  expected += "(.*\n)*" + dir.file("b_good.bufr") + ": decoded\n";
+  expected +=
+      "(.*\n)*" + dir.file("c_locked.bufr") + ": " +
+      (locked ? "FAILED\n  cannot read: Permission denied\n" : "decoded\n");
+  expected += "(.*\n)*" + dir.file("d_dangling") + ": FAILED\n  cannot read: ";
+  expected += ".*\n" + dir.file("missing.bufr") + ": FAILED\n  cannot read: ";
+  expected += ".*\n5 files: " + std::string(locked ? "1" : "2") + " decoded, " +
+              (locked ? "4" : "3") + " failed\n$";
+  EXPECT_TRUE(has(table.out, "^" + expected)) << table.out;
+  EXPECT_FALSE(has(table.out, "deeper")) << table.out;
+  EXPECT_TRUE(has(table.err, dir.file("a_cut.bufr") +
+                                 ": PROBLEM: Failed to decode Section"));
+
+  Outcome json = run("--json " + dir.file("a_cut.bufr"));
+  EXPECT_EQ(1, json.status);
+  EXPECT_TRUE(has(json.out, "^\\{\"file\": \"" + dir.file("a_cut.bufr") +
+                                "\", \"ok\": false, .*\"error\": \\[.*\"Failed "
+                                "to decode Section [0-9]\"\\]\\}\n"))
+      << json.out;
+
+  // Both streams in one: no line of one breaks into a line of the other.
+  Outcome merged = run(dir.path(), kSite, true);
+  EXPECT_TRUE(has(merged.out, "^((" + dir.path() + "/|  |4 files).*\n)+$"))
+      << merged.out;
+}
+
+TEST(BufrDumpTest, RefusesWithoutTables) {
+  for (const std::string& arguments :
+       {std::string("--home /nonexistent "), std::string("")}) {
+    Outcome refused = run(arguments + kData + "a_surface_single.bufr", "");
+    EXPECT_EQ(2, refused.status) << arguments;
+    EXPECT_EQ("", refused.out);
+    EXPECT_TRUE(has(refused.err, arguments.empty() ? "\n  /data/bufrTableB\n"
+                                                   : "/nonexistent/data/"
+                                                     "bufrTableB"));
+    EXPECT_TRUE(has(refused.err, "ZEPH_HOME.*--home DIR")) << refused.err;
+  }
+}
+
+TEST(BufrDumpTest, HelpAndBadOptions) {
+  Outcome help = run("--help");
+  EXPECT_EQ(0, help.status);
+  for (const char* word : {"usage: bufrdump", "descriptor", "name, unit",
+                           "closing line", "Exit status"})
+    EXPECT_TRUE(has(help.out, word)) << word;
+  for (const char* bad : {"--bogus x.bufr", "", "--home"}) {
+    Outcome misused = run(bad);
+    EXPECT_EQ(64, misused.status) << bad;
+    EXPECT_TRUE(has(misused.err, "^(bufrdump: .*\n)?usage: bufrdump")) << bad;
+  }
 }
 
 }  // namespace
