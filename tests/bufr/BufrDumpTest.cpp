@@ -83,6 +83,9 @@ TEST(BufrDumpTest, DirectoryOfGoodAndBadFiles) {
   writeFile(dir.file("c_locked.bufr"), good);
   chmod(dir.file("c_locked.bufr").c_str(), 0);
   ASSERT_EQ(0, symlink("/nonexistent", dir.file("d_dangling").c_str()));
+  // Larger than any message: refused before anything is allocated for it.
+  writeFile(dir.file("e_huge.bufr"), "");
+  ASSERT_EQ(0, truncate(dir.file("e_huge.bufr").c_str(), 1 << 25));
   mkdir(dir.file("sub").c_str(), 0755);
   writeFile(dir.file("sub/deeper.bufr"), good);
   // Root reads a file whatever its mode.
@@ -96,9 +99,11 @@ TEST(BufrDumpTest, DirectoryOfGoodAndBadFiles) {
       "(.*\n)*" + dir.file("c_locked.bufr") + ": " +
       (locked ? "FAILED\n  cannot read: Permission denied\n" : "decoded\n");
   expected += "(.*\n)*" + dir.file("d_dangling") + ": FAILED\n  cannot read: ";
+  expected += ".*\n" + dir.file("e_huge.bufr") +
+              ": FAILED\n  33554432 octets: larger than a BUFR message";
   expected += ".*\n" + dir.file("missing.bufr") + ": FAILED\n  cannot read: ";
-  expected += ".*\n5 files: " + std::string(locked ? "1" : "2") + " decoded, " +
-              (locked ? "4" : "3") + " failed\n$";
+  expected += ".*\n6 files: " + std::string(locked ? "1" : "2") + " decoded, " +
+              (locked ? "5" : "4") + " failed\n$";
   EXPECT_TRUE(has(table.out, "^" + expected)) << table.out;
   EXPECT_FALSE(has(table.out, "deeper")) << table.out;
   EXPECT_TRUE(has(table.err, dir.file("a_cut.bufr") +
@@ -113,7 +118,7 @@ TEST(BufrDumpTest, DirectoryOfGoodAndBadFiles) {
 
   // Both streams in one: no line of one breaks into a line of the other.
   Outcome merged = run(dir.path(), kSite, true);
-  EXPECT_TRUE(has(merged.out, "^((" + dir.path() + "/|  |4 files).*\n)+$"))
+  EXPECT_TRUE(has(merged.out, "^((" + dir.path() + "/|  |5 files).*\n)+$"))
       << merged.out;
 }
 
