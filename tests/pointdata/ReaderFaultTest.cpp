@@ -1,0 +1,228 @@
+#include <gtest/gtest.h>
+#include <netcdf.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+#include "DataTime.h"
+#include "NetcdfPointData.h"
+#include "PointStoreFixture.h"
+#include "RecordSet.h"
+#include "TimeRange.h"
+
+namespace {
+
+std::vector<long> validTimes(const SeqOf<DataTime>& times) {
+  std::vector<long> out;
+  for (int i = 0; i < times.length(); ++i)
+    out.push_back(times.at(i).refTime().seconds() + times.at(i).forecast());
+  return out;
+}
+
+class ReaderFaultTest : public PointStoreFixture {
+ protected:
+  std::vector<long> exactTimes(NetcdfPointData& r, const char* id = nullptr) {
+    SeqOf<DataTime> times;
+    EXPECT_TRUE(id ? r.idInventory(id, times, -1) : r.inventory(times, -1));
+    return validTimes(times);
+  }
+  void copyFile(const std::string& from, const std::string& to) {
+    ASSERT_EQ(0, system(("cp '" + from + "' '" + to + "'").c_str()));
+  }
+};
+
+TEST_F(ReaderFaultTest, AnEmptyDirectoryOrAMissingStaticFile) {
+  makeWriter();
+  NetcdfPointData reader(dir.path().c_str(), false, false);
+  SeqOf<DataTime> times;
+  SeqOf<AbsTime> absTimes;
+  EXPECT_TRUE(reader.inventory(times, 0));
+  EXPECT_TRUE(reader.idInventory("KDEN", times, -1));
+  EXPECT_TRUE(reader.allTimes(absTimes, -1));
+  EXPECT_EQ(0, times.length() + absTimes.length());
+  StderrCapture err;
+  NetcdfPointData none(dir.file("absent.nc").c_str(), false, true);
+  EXPECT_FALSE(none.inventory(times, 0));
+  EXPECT_EQ("PROBLEM: Could not open " + dir.file("absent.nc") +
+                " in openNetCdfFile\n",
+            err.text());
+}
+
+// The oldest file goes while the reader's picture still holds it: the
+// inventory notes the failure, renews the picture and answers as if the
+// file had never been there.
+TEST_F(ReaderFaultTest, AFilePurgedDuringAnInventory) {
+  makeWriter();
+  for (long hour = 0; hour < 3; ++hour) put("KDEN", kNoon + hour * kHour + 60);
+  NetcdfPointData reader(dir.path().c_str(), false, false);
+  SeqOf<DataTime> bins;
+  ASSERT_TRUE(reader.inventory(bins, 0));  // level 1 of every file
+  ASSERT_EQ(0, unlink(fileOf(kNoon).c_str()));
+  StderrCapture err;
+  EXPECT_EQ(std::vector<long>({kNoon + kHour + 60, kNoon + 2 * kHour + 60}),
+            exactTimes(reader));
+  EXPECT_EQ("PROBLEM: Could not stat netcdf file:" + fileOf(kNoon) +
+                "\nPROBLEM: File access error noted for " + fileOf(kNoon) +
+                "\nEVENT: File open failed because of normal purge operation " +
+                dir.path() + "\n",
+            err.text());
+  EXPECT_EQ(2, reader.fileTimes().length());
+}
+
+TEST_F(ReaderFaultTest, FilesOfAnOlderTemplateAreReadByTheirOwnIndex) {
+  TempDir old;
+  {
+    TemplateForm form;
+    form.cdlDate = "20200101";
+    form.nBins = 2;
+    form.maxStaticIds = 5;
+    ASSERT_FALSE(makeNetcdf(old, "template", templateCdl(form)).empty());
+    NetcdfPointData oldWriter(old.path().c_str(), true, false);
+    long record = 0;
+    bool isNew = false;
+    SeqOf<TextString> ids;
+    ids.append("KDEN");
+    SeqOf<double> times;
+    times.append(kNoon - kHour + 2000);
+    int* h = oldWriter.getFileHandleAndRecord(ids, times, record, isNew);
+    ASSERT_NE(nullptr, h);
+    oldWriter.releaseHandle(h);
+  }
+  makeWriter();
+  put("KDEN", kNoon + 100);
+  copyFile(old.file(AbsTime(kNoon - kHour).format("%Y%m%d_%H%M").chars()),
+           fileOf(kNoon - kHour));
+  NetcdfPointData reader(dir.path().c_str(), false, false);
+  EXPECT_EQ(std::vector<long>({kNoon - kHour + 2000, kNoon + 100}),
+            exactTimes(reader, "KDEN"));
+  SeqOf<DataTime> bins;
+  ASSERT_TRUE(reader.idInventory("KDEN", bins, 0));
+  // The old file's second bin of 1800 seconds has its middle at 45 past,
+  // rounded by the template's bin of 900.
+  EXPECT_EQ(std::vector<long>({kNoon - 900, kNoon}), validTimes(bins));
+  EXPECT_EQ(2, reader.structureCount());
+}
+
+TEST_F(ReaderFaultTest, ATruncatedFileIsHeldOut) {
+  makeWriter();
+  put("KDEN", kNoon + 100);
+  put("KDEN", kNoon + kHour + 100);
+  std::string copy = dir.file("whole");
+  copyFile(fileOf(kNoon), copy);
+  // Cut to nothing, and cut inside the header.
+  for (int size : {0, 100}) {
+    copyFile(copy, fileOf(kNoon));
+    ASSERT_EQ(0, truncate(fileOf(kNoon).c_str(), size));
+    StderrCapture err;
+    NetcdfPointData reader(dir.path().c_str(), false, false);
+    EXPECT_EQ(std::vector<long>({kNoon + kHour + 100}), exactTimes(reader));
+    std::string log = err.text();
+    std::string last = "PROBLEM: Format or ownership problems with the file " +
+                       fileOf(kNoon) + "\n";
+    ASSERT_LE(last.size(), log.size()) << size;
+    EXPECT_EQ(last, log.substr(log.size() - last.size())) << size;
+    EXPECT_TRUE(reader.isBadFile(AbsTime(kNoon)));
+  }
+}
+
+TEST_F(ReaderFaultTest, ARangeOverAMissingPeriod) {
+  makeWriter();
+  put("KDEN", kNoon + 100);
+  put("KDEN", kNoon + 2 * kHour + 100);
+  NetcdfPointData reader(dir.path().c_str(), false, false);
+  TimeRange all(AbsTime(kNoon), AbsTime(kNoon + 3 * kHour));
+  SeqOf<DataTime> times;
+  ASSERT_TRUE(reader.idInventory("KDEN", all, times, -1));
+  EXPECT_EQ(std::vector<long>({kNoon + 100, kNoon + 2 * kHour + 100}),
+            validTimes(times));
+  TimeRange gap(AbsTime(kNoon + kHour), AbsTime(kNoon + kHour + 3599));
+  ASSERT_TRUE(reader.inventory(gap, times, -1));
+  EXPECT_EQ(0, times.length());
+  SeqOfPtr<int*> handles;
+  ASSERT_TRUE(reader.handlesForRange(all, handles));
+  EXPECT_EQ(2, handles.length());
+  EXPECT_TRUE(reader.releaseHandles(handles));
+}
+
+// A writer in another process stores a stream of records; each answer of
+// the reader is a moment of that stream: a prefix of the times stored, no
+// shorter than the last answer, each record with its id and time, and its
+// data either not yet written or the value stored.
+TEST_F(ReaderFaultTest, AReaderFollowsAWriterInAnotherProcess) {
+  const int kRecords = 60;
+  const long kStep = 100;  // two hourly files
+  TemplateForm form;
+  ASSERT_FALSE(makeNetcdf(dir, "template", templateCdl(form)).empty());
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    NetcdfPointData w(dir.path().c_str(), true, false);
+    for (int n = 0; n < kRecords; ++n) {
+      SeqOf<TextString> ids;
+      ids.append(("S" + std::to_string(n % 10)).c_str());
+      SeqOf<double> times;
+      times.append(kNoon + n * kStep);
+      long record = 0;
+      bool isNew = false;
+      int* h = w.getFileHandleAndRecord(ids, times, record, isNew);
+      if (h == nullptr) _exit(1);
+      usleep(3000);  // the index is on disk, the data not yet
+      int var = -1;
+      float value = n;
+      size_t at = record;
+      if (nc_inq_varid(*h, "temperature", &var) != NC_NOERR ||
+          nc_put_var1_float(*h, var, &at, &value) != NC_NOERR)
+        _exit(2);
+      w.releaseHandle(h);
+    }
+    _exit(0);
+  }
+  NetcdfPointData reader(dir.path().c_str(), false, false);
+  reader.setCheckInterval(0);
+  size_t lastSeen = 0;
+  int answers = 0;
+  int status = 0;
+  bool done = false;
+  while (!done) {
+    done = waitpid(child, &status, WNOHANG) == child;
+    SeqOf<DataTime> times;
+    ASSERT_TRUE(reader.inventory(times, -1));
+    std::vector<long> seen = validTimes(times);
+    ASSERT_GE(seen.size(), lastSeen);
+    for (size_t i = 0; i < seen.size(); ++i)
+      ASSERT_EQ(kNoon + static_cast<long>(i) * kStep, seen[i]) << "not a prefix";
+    lastSeen = seen.size();
+    SeqOfPtr<int*> handles;
+    TimeRange all(AbsTime(kNoon), AbsTime(kNoon + 2 * kHour));
+    ASSERT_TRUE(reader.handlesForRange(all, handles));
+    for (int f = 0; f < handles.length(); ++f) {
+      RecordSet* set = nullptr;
+      StderrCapture quiet;  // a file may not have a record yet
+      if (!reader.recordSetInRange(all, handles[f], set)) continue;
+      std::unique_ptr<RecordSet> owned(set);
+      int var = -1;
+      ASSERT_EQ(NC_NOERR, nc_inq_varid(*handles[f], "temperature", &var));
+      for (int i = 0; i < set->ids.length(); ++i) {
+        long n = (set->times.at(i) - kNoon) / kStep;
+        EXPECT_EQ("S" + std::to_string(n % 10), set->ids.at(i).chars());
+        size_t at = set->firstRecords.at(0) + i;
+        float value = 0;
+        ASSERT_EQ(NC_NOERR, nc_get_var1_float(*handles[f], var, &at, &value));
+        EXPECT_TRUE(value == n || value > 1e36f) << value << " for " << n;
+      }
+    }
+    EXPECT_TRUE(reader.releaseHandles(handles));
+    ++answers;
+    usleep(20000);
+  }
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  SeqOf<DataTime> last;
+  reader.noteNewDataTime(DataTime(AbsTime(kNoon + (kRecords - 1) * kStep)));
+  ASSERT_TRUE(reader.inventory(last, -1));
+  EXPECT_EQ(static_cast<size_t>(kRecords), validTimes(last).size());
+  EXPECT_LT(3, answers);
+}
+
+}  // namespace
