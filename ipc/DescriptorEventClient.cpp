@@ -1,0 +1,7 @@
+#include "DescriptorEventClient.h"
+
+#include "EventDispatcher.h"
+
+DescriptorEventClient::~DescriptorEventClient() {
+  EventDispatcher::instance().removeDescriptor(this);
+}

@@ -1,0 +1,226 @@
+// Sending a message through a connection, and what the reading side does
+// with bytes that don't hold what they claim.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ArgPkg.h"
+#include "Connection.h"
+#include "DataTimeWire.h"
+#include "Dispatcher.h"
+#include "IpcTestSupport.h"
+#include "Marshalling.h"
+#include "ParameterizedMsg.h"
+#include "TestSupport.h"
+
+namespace {
+
+const IPC_Target kMe = IPC_Target::anonymous(0x7f000001, 5000, 4242);
+const IPC_Target kPeer = IPC_Target::anonymous(0x7f000001, 6000, 77);
+
+TEST(SendTest, ChildTargetMsgIs52Bytes) {
+  Connection::storeMyTarget(kMe);
+  TestConnection connection(0, -1);
+  ProcMgmtMsg message(0, new ArgPkg2<unsigned long, int>(3, 31337));
+  EXPECT_EQ(0, message.send(kPeer));
+  ASSERT_EQ(1u, connection.sent.size());
+  EXPECT_EQ(unspaced("00000034 00000002 00000002 7f000001 00001388 00001092 "
+                     "00000000 00000000 00000005 00000000 00000000 "
+                     "00000003 00007a69"),
+            connection.sent[0]);
+  EXPECT_EQ(0, connection.lastDeliveryMode);
+
+  DataCaptMessage ready(0, new ArgPkg0, 0, 1);  // the header alone
+  EXPECT_EQ(0, ready.send(kPeer));
+  EXPECT_EQ(88u, connection.sent[1].size());
+  EXPECT_EQ(1, connection.lastDeliveryMode);
+}
+
+TEST(SendTest, ThreeAnswersAndTheirLines) {
+  Connection::storeMyTarget(kMe);
+  ParameterizedMsg message(2, 10, new ArgPkg1<int>(1));
+  {
+    StderrCapture err;
+    EXPECT_EQ(-2, message.send(kPeer));  // no connection at all: no line
+    EXPECT_EQ("", err.text());
+  }
+  struct Case {
+    int connectionStatus;
+    IPC_Target target;
+    int connectionType;
+    int answer;
+    std::vector<std::string> lines;
+  };
+  const std::vector<Case> cases = {
+      {0, kPeer, 0, 0, {}},
+      {-1, kPeer, 0, -1,
+       {"Send of IPC message failed; Target not available.",
+        "Target: 127.0.0.1/6000/77", "Module: 2", "Type: 10"}},
+      {-2, kPeer, 0, -2,
+       {"Send of IPC message failed because of a system error! ",
+        "Target: 127.0.0.1/6000/77"}},
+      {0, IPC_Target(), 0, -2, {"Can not send message.  Target is null"}},
+      {0, kPeer, 1, -2,
+       {"Can't get connection for this type of data: ", " Priority: 1"}},
+  };
+  for (const Case& c : cases) {
+    TestConnection connection(0, -1, c.connectionStatus);
+    ParameterizedMsg sent(2, 10, new ArgPkg1<int>(1), c.connectionType);
+    StderrCapture err;
+    EXPECT_EQ(c.answer, sent.send(c.target));
+    std::string text = err.text();
+    for (const std::string& line : c.lines)
+      EXPECT_NE(std::string::npos, text.find(line)) << line << " in " << text;
+    if (c.lines.empty()) {
+      EXPECT_EQ("", text);
+    }
+  }
+}
+
+// A value read from bytes that don't hold it: the routine's line, the
+// position never past the end, the value left at its default.
+struct BadValue {
+  const char* name;
+  const char* hex;
+  std::function<char*(char*, const char*)> read;
+  const char* line;
+  unsigned long consumed;
+};
+
+template <class T>
+std::string wireOf(const T& value) {
+  std::vector<char> buffer(length(value));
+  serialize(value, buffer.data());
+  return hexOf(buffer.data(), buffer.size());
+}
+
+template <class T>
+std::function<char*(char*, const char*)> readsDefault() {
+  return [](char* pos, const char* end) {
+    T value{};
+    T untouched{};
+    char* behind = quantize(value, pos, end);
+    EXPECT_EQ(wireOf(untouched), wireOf(value));
+    return behind;
+  };
+}
+
+// Of a value of several parts, those read before the fault stay.
+template <class T>
+std::function<char*(char*, const char*)> reads() {
+  return [](char* pos, const char* end) {
+    T value;
+    return quantize(value, pos, end);
+  };
+}
+
+TEST(BadInputTest, ValuesCutShortOrLyingAreRefused) {
+  const std::vector<BadValue> cases = {
+      {"int cut", "0000", readsDefault<int>(), "xdr_int() quantize fail", 0},
+      {"double cut", "00000000", readsDefault<double>(),
+       "xdr_double() quantize fail", 4},
+      {"short cut", "", readsDefault<short>(), "xdr_short() quantize fail", 0},
+      {"bool cut", "00", readsDefault<bool>(), "xdr_short() quantize fail", 0},
+      {"text lengths disagree past the limit", "00000001 00000028 61626364",
+       readsDefault<TextString>(), "xdr_string() quantize failed with maxlen = 32",
+       8},
+      {"text longer than the bytes", "00000010 00000010 61626364",
+       readsDefault<TextString>(), "xdr_string() quantize failed with maxlen = 68",
+       8},
+      {"text of a huge length", "ffffffff ffffffff 61626364",
+       readsDefault<TextString>(),
+       "xdr_string() quantize failed with maxlen = 17179869184", 8},
+      {"text without its second length", "00000003", readsDefault<TextString>(),
+       "xdr_string() quantize failed", 4},
+      {"bytes past the end", "00000008 00000008 0102", readsDefault<SeqOf<char>>(),
+       "xdr_bytes() quantize failed with maxlen = 32", 8},
+      {"bytes past the limit", "00000010 00000041", readsDefault<SeqOf<char>>(),
+       "xdr_bytes() quantize failed with maxlen = 64", 8},
+      {"byte sequence count past the end", "00000003 00000001 00000002",
+       readsDefault<SeqOf<unsigned char>>(), "xdr_u_char() quantize fail", 4},
+      {"byte sequence count negative", "ffffffff 00000001",
+       readsDefault<SeqOf<unsigned char>>(), "xdr_u_char() quantize fail", 4},
+      {"time cut after its flags", "00000700 4847d540", reads<DataTime>(),
+       "xdr_long() quantize fail", 8},
+      {"target cut in its name", "00000002 00000002 7f000001 00001388 00001092 "
+                                 "00000005 00000005 6162",
+       reads<IPC_Target>(), "xdr_string() quantize failed", 28},
+  };
+  for (const BadValue& c : cases) {
+    // On the heap and exactly as long as the bytes: a read past the end is
+    // a fault under the sanitizers.
+    std::vector<char> bytes = bytesOf(c.hex);
+    std::unique_ptr<char[]> buffer(new char[bytes.size() + 1]);
+    std::copy(bytes.begin(), bytes.end(), buffer.get());
+    StderrCapture err;
+    unsigned long failures = marshallingFailures();
+    char* behind = c.read(buffer.get(), buffer.get() + bytes.size());
+    EXPECT_EQ(c.consumed, static_cast<unsigned long>(behind - buffer.get()))
+        << c.name;
+    EXPECT_LT(failures, marshallingFailures()) << c.name;
+    EXPECT_NE(std::string::npos, err.text().find(c.line))
+        << c.name << ": " << err.text();
+  }
+}
+
+// A text whose first length is only a limit: within it, the second rules.
+TEST(BadInputTest, TextLengthsWithinTheLimitReadBySecond) {
+  std::vector<char> bytes = bytesOf("00000002 00000003 61626300");
+  TextString text;
+  quantize(text, bytes.data(), bytes.data() + bytes.size());
+  EXPECT_STREQ("abc", text.chars());
+}
+
+class DispatchBufferTest : public ::testing::Test {
+ protected:
+  void SetUp() override { Dispatcher::registerReceiver(5, &receiver); }
+  // A message to module 5 with a 4-byte argument, as the sender writes it.
+  static std::string message(const char* lengthWord, const char* module) {
+    return std::string(lengthWord) +
+           " 00000002 00000002 7f000001 00001388 00001092 00000000 00000000 " +
+           module + " 00000000 00000001 0000002a";
+  }
+  bool dispatch(const std::string& hex) {
+    std::vector<char> bytes = bytesOf(hex);
+    char* buffer = new char[bytes.size()];
+    std::copy(bytes.begin(), bytes.end(), buffer);
+    return Dispatcher::doDispatch(buffer, bytes.size());
+  }
+  RecordingReceiver receiver;
+};
+
+TEST_F(DispatchBufferTest, TheReceiverOfTheModuleGetsTheArguments) {
+  EXPECT_TRUE(dispatch(message("00000030", "00000005")));
+  ASSERT_EQ(1u, receiver.received.size());
+  EXPECT_EQ("1 127.0.0.1/5000/4242 0000002a", receiver.received[0]);
+  // A length word shorter than the bytes: the rest isn't the message's.
+  EXPECT_TRUE(dispatch(message("0000002c", "00000005") + "ffff"));
+  EXPECT_EQ("1 127.0.0.1/5000/4242 ", receiver.received[1]);
+}
+
+TEST_F(DispatchBufferTest, MessagesThatLieAreDropped) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {message("00000030", "00000009"), "No receivers registered for module 9"},
+      {message("00000014", "00000005"), "does not hold its header"},
+      {message("fffffff0", "00000005"), "does not hold its header"},
+      {message("00000031", "00000005"), "does not hold its header"},
+      {message("7fffffff", "00000005"), "does not hold its header"},
+      {"00000030 00000002 00000002 7f000001 00001388 00001092 00000040 "
+       "00000040 00000005",
+       "does not hold its header"},
+      {"0000", "does not hold its header"},
+  };
+  for (const auto& c : cases) {
+    StderrCapture err;
+    EXPECT_FALSE(dispatch(c.first)) << c.first;
+    EXPECT_NE(std::string::npos, err.text().find(c.second))
+        << c.first << ": " << err.text();
+  }
+  EXPECT_TRUE(receiver.received.empty());
+}
+
+}  // namespace
