@@ -10,6 +10,7 @@
 #include "Connection.h"
 #include "DataTimeWire.h"
 #include "Dispatcher.h"
+#include "FAC_Receiver.h"
 #include "IpcTestSupport.h"
 #include "Marshalling.h"
 #include "MsgHeader.h"
@@ -193,6 +194,38 @@ TEST_F(DispatchBufferTest, MessagesThatLieAreDropped) {
         << c.first << ": " << err.text();
   }
   EXPECT_TRUE(receiver.received.empty());
+}
+
+class RecordingClient : public FAC_Client {
+ public:
+  void fileChanged(const TextString& path) override { paths += path.chars(); }
+  std::string paths;
+};
+
+// Module 17 tells the clients of a path; a client may come and go.
+TEST_F(DispatchBufferTest, FileChangesReachTheClientsOfTheirPath) {
+  FAC_Receiver& fac = FAC_Receiver::instance();
+  RecordingClient acars, other;
+  fac.addClient("/data/acars", &acars);
+  fac.addClient("/data/other", &other);
+  const std::string header =
+      " 00000002 00000002 7f000001 00001388 00001092 00000000 00000000 "
+      "00000011 00000000 ";
+  EXPECT_TRUE(dispatch("00000040" + header +
+                       "00000000 0000000b 0000000b 2f646174612f6163617273 00"));
+  EXPECT_EQ("/data/acars", acars.paths);
+  EXPECT_EQ("", other.paths);
+  StderrCapture err;
+  EXPECT_TRUE(dispatch("00000034" + header + "00000003 00000000 00000000"));
+  fac.removeClient("/data/acars", &other);
+  fac.removeClient("/data/acars", &acars);
+  fac.removeClient("/data/acars", &acars);
+  fac.removeClient("/data/other", &other);
+  std::string text = err.text();
+  EXPECT_NE(std::string::npos, text.find("Bad msg type 3 in FAC_Receiver"));
+  for (const char* line : {"No matching client for path /data/acars",
+                           "No registration for path /data/acars"})
+    EXPECT_NE(std::string::npos, text.find(line)) << line;
 }
 
 }  // namespace
