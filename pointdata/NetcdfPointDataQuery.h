@@ -3,8 +3,8 @@
 
 // The state of one reader's query, shared by the sources of the read side.
 
-#include <map>
-#include <utility>
+#include <algorithm>
+#include <vector>
 
 #include "DataTime.h"
 #include "NetcdfPointData.h"
@@ -24,15 +24,53 @@ struct NetcdfPointData::Query {
   }
 };
 
-// Results kept sorted by valid time, then reference time, without
-// repeats: two records of one valid time make one entry.
+// Results gathered as they come and put in order at the end: by valid
+// time, then reference time, without repeats, so that two records of one
+// valid time make one entry.
 struct NetcdfPointData::Entries {
-  std::map<std::pair<long, long>, DataTime> times;
-  void add(const DataTime& t) {
-    times.emplace(std::make_pair(t.refTime().seconds() + t.forecast(),
-                                 t.refTime().seconds()),
-                  t);
+  struct Item {
+    long valid;
+    long ref;
+    int form;  // kPlain, kForecast, or the index of a time given whole
+    bool operator<(const Item& o) const {
+      return valid != o.valid ? valid < o.valid : ref < o.ref;
+    }
+    bool operator==(const Item& o) const {
+      return valid == o.valid && ref == o.ref;
+    }
+  };
+  static constexpr int kPlain = -1;
+  static constexpr int kForecast = -2;
+
+  // A time without forecast, or of a reference and a forecast: the values
+  // are made only for the entries that stay.
+  void addPlain(long t) { items.push_back(Item{t, t, kPlain}); }
+  void addForecast(long ref, long forecast) {
+    items.push_back(Item{ref + forecast, ref, kForecast});
   }
+  void add(const DataTime& t) {
+    items.push_back(Item{t.refTime().seconds() + t.forecast(),
+                         t.refTime().seconds(), static_cast<int>(given.size())});
+    given.push_back(t);
+  }
+  void clear() {
+    items.clear();
+    given.clear();
+  }
+  const std::vector<Item>& sorted() {
+    std::sort(items.begin(), items.end());
+    items.erase(std::unique(items.begin(), items.end()), items.end());
+    return items;
+  }
+  DataTime timeOf(const Item& item) const {
+    if (item.form == kPlain) return DataTime(AbsTime(item.valid));
+    if (item.form == kForecast)
+      return DataTime(AbsTime(item.ref), item.valid - item.ref);
+    return given[item.form];
+  }
+
+  std::vector<Item> items;
+  std::vector<DataTime> given;
 };
 
 #endif  // ZEPH_POINTDATA_NETCDFPOINTDATAQUERY_H_

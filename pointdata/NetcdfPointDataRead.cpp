@@ -6,8 +6,7 @@
 // another process.
 
 #include <algorithm>
-#include <map>
-#include <utility>
+#include <vector>
 
 #include "DataTime.h"
 #include "LogStream.h"
@@ -67,14 +66,14 @@ void NetcdfPointData::addTime(const Query& q, const PointNetcdfFileInfo* info,
   const PointFileStructure& s = *info->structure;
   if (s.recordForecasts) {
     long ref = info->fileTime.seconds();
-    if (q.inRange(t)) out.add(DataTime(info->fileTime, t - ref));
+    if (q.inRange(t)) out.addForecast(ref, t - ref);
   } else if (s.forecastDim >= 0 && s.forecastList.length() > 0) {
     for (int i = 0; i < s.forecastList.length(); ++i) {
       long f = s.forecastList.at(i);
-      if (q.inRange(t + f)) out.add(DataTime(AbsTime(t), f));
+      if (q.inRange(t + f)) out.addForecast(t, f);
     }
   } else if (q.inRange(t)) {
-    out.add(DataTime(AbsTime(t)));
+    out.addPlain(t);
   }
 }
 
@@ -147,7 +146,7 @@ bool NetcdfPointData::idTimesOfFile(Query& q, PointNetcdfFileInfo* info,
   long head = headOfId(info, id, q.exact(), &row, failed);
   if (failed) return false;
   if (_isStatic) {
-    if (row >= 0 || head >= 0) out.add(DataTime(AbsTime(1)));
+    if (row >= 0 || head >= 0) out.addPlain(1);
     return true;
   }
   if (row < 0 && head < 0) return true;
@@ -184,6 +183,7 @@ bool NetcdfPointData::allTimesOfFile(Query& q, PointNetcdfFileInfo* info,
   }
   if (info->nRecords == 0) return true;
   if (q.exact() && info->invTime != nullptr) {
+    out.items.reserve(out.items.size() + info->nRecords);
     for (long r = 0; r < info->nRecords; ++r)
       addTime(q, info, info->invTime[r], out);
   } else if (s.nBins <= 1) {
@@ -215,7 +215,7 @@ bool NetcdfPointData::collectTimes(Query& q, const TextString* id,
   int passes = _fileTimes.length() + kExtraPasses;
   for (bool again = true; again && passes-- > 0;) {
     again = false;
-    out.times.clear();
+    out.clear();
     mergeLimit = limit;
     bool visited = false;
     for (int i = _fileTimes.length() - 1; i >= 0; --i) {
@@ -280,7 +280,7 @@ bool NetcdfPointData::collectTimes(Query& q, const TextString* id,
 bool NetcdfPointData::timesFromFileNames(Query& q, Entries& out) {
   for (int i = _fileTimes.length() - 1; i >= 0; --i) {
     long t = roundNearest(_fileTimes.at(i).seconds(), q.quantum);
-    if (q.inRange(t)) out.add(DataTime(AbsTime(t)));
+    if (q.inRange(t)) out.addPlain(t);
   }
   return true;
 }
@@ -289,7 +289,7 @@ bool NetcdfPointData::staticInventory(Entries& out) {
   PointNetcdfFileInfo* info = fileInfoAt(AbsTime(1));
   if (info == nullptr || !updateFileInfo(-1, info, 5) || info->nRecords == 0)
     return false;
-  out.add(DataTime(AbsTime(1)));
+  out.addPlain(1);
   _currentFile = info;
   _currentIndex = 0;
   return true;
@@ -338,8 +338,15 @@ bool NetcdfPointData::dataTimeQuery(const SeqOf<DataTime>* earlier,
     return false;
   if (useEarlier)
     dataTimes = *earlier;
-  else
-    for (const auto& entry : entries.times) dataTimes.append(entry.second);
+  else {
+    // Made whole at once: a sequence grown one entry at a time copies
+    // itself over and over on a day of exact times.
+    std::vector<DataTime> times;
+    times.reserve(entries.items.size());
+    for (const Entries::Item& item : entries.sorted())
+      times.push_back(entries.timeOf(item));
+    dataTimes = SeqOf<DataTime>(static_cast<int>(times.size()), times.data());
+  }
   return true;
 }
 
@@ -399,12 +406,13 @@ bool NetcdfPointData::absTimeQuery(const TextString* id,
   bool useEarlier = false;
   if (!timeQuery(nullptr, id, range, timeQuantum, true, entries, useEarlier))
     return false;
-  long last = -1;
-  for (const auto& entry : entries.times) {
-    if (entry.first.first == last) continue;  // forecasts of one valid time
-    last = entry.first.first;
-    absTimes.append(AbsTime(last));
+  std::vector<AbsTime> times;
+  for (const Entries::Item& item : entries.sorted()) {
+    if (!times.empty() && item.valid == times.back().seconds())
+      continue;  // forecasts of one valid time
+    times.push_back(AbsTime(item.valid));
   }
+  absTimes = SeqOf<AbsTime>(static_cast<int>(times.size()), times.data());
   return true;
 }
 

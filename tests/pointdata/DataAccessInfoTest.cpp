@@ -165,7 +165,8 @@ TEST_F(DataAccessInfoTest, SampleSiteTable) {
     EXPECT_EQ(TextString(""), DM_DataAccessInfo(p.first).fileName());
     EXPECT_EQ(TextString((dataRoot() + p.second).c_str()), dmDirectory(p.first));
   }
-  EXPECT_EQ(7, dataAccessKeyCount());
+  // The seven point products, 7 redbook and graphic keys, 13 radar keys.
+  EXPECT_EQ(27, dataAccessKeyCount());
   EXPECT_EQ("", err.text());
 }
 
