@@ -51,6 +51,7 @@ BufrDecoder::BufrDecoder()
       _sequenceDepth(0),
       _expansionTooLarge(false),
       _expansionSteps(0),
+      _workLeft(0),
       _messageEnd(nullptr) {
   BufrEngineState& engine = BufrEngineState::get();
   if (!engine.tablesTried) {
@@ -89,7 +90,10 @@ bool BufrDecoder::decodeMessage(const unsigned char* buffer, unsigned size) {
   engine.messageLength = size;
   ZLOG(LogStream::VERBOSE) << "Message length = " << size << std::endl;
   _descriptors.setLength(0);
+  // The values of the message before stay at hand for their array.
+  _valueStore.swap(_decodedValues);
   _decodedValues.setLength(0);
+  closeOpenOperators();
 
   ZLOG(LogStream::DEBUG) << std::string(55, '-') << "\n"
                          << "Output of buffer datastream(printing first 300 "

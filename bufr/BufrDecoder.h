@@ -5,6 +5,7 @@
 
 #include "AbsTime.h"
 #include "BufrValues.h"
+#include "CompressedColumns.h"
 #include "Dict.h"
 #include "SeqOf.h"
 #include "Set.h"
@@ -86,6 +87,10 @@ class BufrDecoder {
   Dict<TextString, regex_t*> _designators;
   int _subsets;
   SeqOf<BufrValues> _decodedValues;
+  // The values of the message before, kept so that their array can be
+  // reused, and the columns of a compressed message.
+  SeqOf<BufrValues> _valueStore;
+  CompressedColumns _columns;
 
  private:
   friend class BufrDecoderTestPeer;
@@ -131,10 +136,16 @@ class BufrDecoder {
   bool insertRepeatedGroup(const SeqOf<int>& group, SeqOf<int>& list,
                            SeqOf<int>& repSeq, int behind, int count);
   void makeTimeValues();
-  void orderBySubset(SeqOf<BufrValues>& values);
+  void orderBySubset(const CompressedColumns& columns);
   bool decodeCompressedFactor(int descriptor, SeqOf<int>& list,
                               SeqOf<int>& repSeq, int index, int groupIndex);
+  bool readCompressedColumn(int descriptor, int repetition, int& valueNumber);
+  int readIncrements(float* out, int from, int to);
   bool valueLimitReached(int count);
+  // Work is counted in units of about a nanosecond; a value or an operator
+  // is this many.
+  static constexpr long kStepWork = 16;
+  bool spendWork(long units);
   bool widthInRange(int width, int descriptor);
   void printDecodedValues();
 
@@ -145,6 +156,7 @@ class BufrDecoder {
 
   // Operators.
   bool decodeSection2Desc(int x, int y, SeqOf<int>& list, int& index);
+  void closeOpenOperators();
 
   // The bit reader over `_dataBuffer`. A read or move past its end sets
   // `_overrun`, answers zero bits, and the data pass then fails.
@@ -182,6 +194,7 @@ class BufrDecoder {
   int _sequenceDepth;
   bool _expansionTooLarge;
   long _expansionSteps;
+  long _workLeft;
   const unsigned char* _messageEnd;
 };
 

@@ -3,6 +3,24 @@
 #include "BufrDecoder.h"
 #include "GDataDescOps.h"
 #include "LogStream.h"
+#include "StaticBufrInfo.h"
+
+// A message that ends with a change of width, scale or reference still in
+// force (or with 2 06 waiting for its element) would otherwise change how
+// every later message of every decoder of the process reads. Each message
+// starts from the tables as read; for messages whose operators are closed
+// this changes nothing.
+void BufrDecoder::closeOpenOperators() {
+  int restored = StaticBufrInfo::instance().restoreCodingValues();
+  GDataDescOps::forgetSavedState();
+  _signifyPending = false;
+  if (restored > 0) {
+    ZLOG(LogStream::VERBOSE) << "Coding values of " << restored
+                             << " descriptors set back to Table B for a new "
+                                "message"
+                             << std::endl;
+  }
+}
 
 bool BufrDecoder::decodeSection2Desc(int x, int y, SeqOf<int>& list,
                                      int& index) {
@@ -19,17 +37,18 @@ bool BufrDecoder::decodeSection2Desc(int x, int y, SeqOf<int>& list,
   // Changes of width, scale and reference reach every element up to the
   // operator of the same kind that closes them, or to the end of the list.
   auto walk = [&](bool (GDataDescOps::*change)(int)) -> int {
-    for (int k = index + 1; k < items.length(); ++k) {
+    int k = index + 1;
+    for (; k < items.length(); ++k) {
       int kx, ky;
       int d = items.at(k);
       if (splitDescriptor(d, kx, ky) != 2) {
         if (!(op.*change)(d)) return -1;
         if (_overrun) return -1;
       } else if (kx == x) {
-        return k;
+        break;
       }
     }
-    return items.length();
+    return spendWork(k - index) ? k : -1;
   };
   switch (x) {
     case 1:

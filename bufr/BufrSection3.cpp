@@ -6,6 +6,9 @@
 #include "BufrEngineState.h"
 #include "LogStream.h"
 #include "StaticBufrInfo.h"
+#include "ValueCoding.h"
+
+using value_coding::isDelayedReplicator;
 
 namespace {
 
@@ -17,10 +20,6 @@ const int kMaxDescriptors = 500000;
 // Elements that go to a group which is later dropped add nothing to the
 // list, yet replications of them can still take exponential work.
 const long kMaxExpansionSteps = 1000000;
-
-bool isDelayedReplicator(int descriptor) {
-  return descriptor == 31000 || descriptor == 31001 || descriptor == 31002;
-}
 
 }  // namespace
 
@@ -334,16 +333,9 @@ void BufrDecoder::expandNestedReplication(int x, int y, SeqOf<int>& group,
           int mf = splitDescriptor(m, mx, my);
           if (mf == 0 || mf == 2) {
             nested.append(m);
-          } else if (mf == 3) {
-            SeqOf<int> sequence;
-            SeqOf<int> found;
-            if (StaticBufrInfo::instance().tableDSequence(m, found)) {
-              for (int k = 0; k < found.length(); ++k)
-                nested.append(found.at(k));
-            } else {
-              ZLOG(LogStream::PROBLEM) << "Not in the Table D = " << m
-                                       << std::endl;
-            }
+          } else if (mf == 3 && !lookupSequence(m, nested)) {
+            ZLOG(LogStream::PROBLEM) << "Not in the Table D = " << m
+                                     << std::endl;
           }
         }
         _nestedRepList.append(nested);
@@ -353,15 +345,10 @@ void BufrDecoder::expandNestedReplication(int x, int y, SeqOf<int>& group,
         base += x2;
         ++n;
       } else if (f == 3) {
-        SeqOf<int> found;
-        if (StaticBufrInfo::instance().tableDSequence(d, found)) {
-          for (int k = 0; k < found.length(); ++k)
-            group.append(found.at(k));
-        } else {
+        if (!lookupSequence(d, group)) {
           ZLOG(LogStream::PROBLEM) << "Invalid sequence des = " << d
                                    << std::endl;
           BufrEngineState::get().fatalTableMiss(1);
-          _descriptors.setLength(0);
         }
         ++n;
       } else {

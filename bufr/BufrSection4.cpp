@@ -10,6 +10,9 @@
 #include "LogStream.h"
 #include "RepetitionCursor.h"
 #include "StaticBufrInfo.h"
+#include "ValueCoding.h"
+
+using namespace value_coding;
 
 namespace {
 
@@ -17,45 +20,16 @@ namespace {
 // the data and can be anything its width allows.
 const long kMaxWorkingList = 1000000;
 const int kMaxDecodedValues = 2000000;
+// The whole work of one message's data pass, in units of about a
+// nanosecond: an entry of the working list copied, moved or walked is one,
+// a value or operator step is BufrDecoder::kStepWork. Counts and widths come from the
+// data, so without this bound a message of a few kilobytes could unroll
+// the same large group again and again, each time within the length bound.
+const long kMaxMessageWork = 48L * 1000 * 1000;
 // A count inside a nested group above this fails the message.
 const int kMaxNestedCount = 100;
 // Below this many octets a standard Section 4 holds no observation.
 const int kShortDataOctets = 61;
-
-bool isDelayedReplicator(int descriptor) {
-  return descriptor == 31000 || descriptor == 31001 || descriptor == 31002;
-}
-
-// Formed in double precision and rounded once to single. A scale that an
-// operator has pushed far enough gives what a float can't hold: infinity.
-float scaled(int64_t raw, int reference, int exponent) {
-  double value = static_cast<double>(raw + reference) / std::pow(10.0, exponent);
-  const double largest = std::numeric_limits<float>::max();
-  if (value > largest) return std::numeric_limits<float>::infinity();
-  if (value < -largest) return -std::numeric_limits<float>::infinity();
-  return static_cast<float>(value);
-}
-
-// The characters up to the first blank.
-TextString firstWord(const TextString& text) {
-  unsigned blank;
-  if (text.search(' ', blank)) return text.left(blank);
-  return text;
-}
-
-// A replication count is the value cut to an int; what lies beyond an int
-// (a factor widened by an operator) is held at its edge, where the bounds
-// on unrolling refuse it.
-int countOf(float value) {
-  if (!(value > -2147483520.0f)) return std::numeric_limits<int>::min();
-  if (!(value < 2147483520.0f)) return std::numeric_limits<int>::max();
-  return static_cast<int>(value);
-}
-
-bool allOnes(unsigned raw, int width) {
-  unsigned mask = width >= 32 ? 0xFFFFFFFFu : (1u << width) - 1;
-  return (raw & mask) == mask;
-}
 
 }  // namespace
 
@@ -81,6 +55,7 @@ unsigned char* BufrDecoder::decodeSection4(unsigned char* section, bool& ok) {
   for (int i = 4; i < length; ++i) _dataBuffer[i - 4] = section[i];
   _overrun = false;
   _widthFault = false;
+  _workLeft = kMaxMessageWork;
 
   if (_compressed) {
     ZLOG(LogStream::EVENT) << "Message is in compressed format.  Subsets: "
@@ -121,6 +96,20 @@ void BufrDecoder::makeTimeValues() {
     _decodedValues.append(BufrValues(0, descriptors[i],
                                      static_cast<float>(parts[i]), 0,
                                      TextString()));
+}
+
+bool BufrDecoder::spendWork(long units) {
+  if (_workLeft < 0) return false;  // already told
+  if (units <= _workLeft) {
+    _workLeft -= units;
+    return true;
+  }
+  _workLeft = -1;
+  ZLOG(LogStream::PROBLEM) << "Message needs more decoding work than the limit "
+                              "of "
+                           << kMaxMessageWork << " steps; giving up"
+                           << std::endl;
+  return false;
 }
 
 bool BufrDecoder::valueLimitReached(int count) {
@@ -166,6 +155,8 @@ bool BufrDecoder::insertRepeatedGroup(const SeqOf<int>& group,
                              << std::endl;
     return false;
   }
+  if (!spendWork(added + list.length() - behind)) return false;
+  if (added == 0) return true;
   // All repetitions are alike: build them once and insert them together.
   SeqOf<int> block;
   block.setLength(static_cast<int>(added));
@@ -215,6 +206,7 @@ bool BufrDecoder::decodeStandardData() {
   RepetitionCursor repetition;
   for (int s = 0; s < _subsets; ++s) {
     int groupIndex = 0;
+    if (!spendWork(_descriptors.length())) return false;
     SeqOf<int> list(_descriptors);
     repetition.restartSubset();
     int i = 0;
@@ -260,6 +252,7 @@ BufrDecoder::WalkStep BufrDecoder::standardStep(int subset, SeqOf<int>& list,
                                                 float& value) {
   int x, y;
   int d = list.at(index);
+  if (!spendWork(kStepWork)) return WalkStep::kFailed;
   if (splitDescriptor(d, x, y) == 2) {
     if (!decodeSection2Desc(x, y, list, index)) {
       ZLOG(LogStream::PROBLEM) << "Unable to decode section 2 descriptors"
@@ -302,6 +295,7 @@ bool BufrDecoder::decodeNestedGroup(int nestIndex) {
   const SeqOf<SeqOf<int>>& nestedGroups = _nestedRepList;
   for (int s = 0; s < _subsets; ++s) {
     int nestPos = 0;
+    if (!spendWork(_replDescList.at(nestIndex).length())) return false;
     SeqOf<int> list(_replDescList.at(nestIndex));
     RepetitionCursor repetition;
     int i = 0;
@@ -337,184 +331,3 @@ bool BufrDecoder::decodeNestedGroup(int nestIndex) {
   return true;
 }
 
-float BufrDecoder::getCompressedValue(int descriptor, bool lastSubset,
-                                      TextString& text) {
-  BufrEngineState& engine = BufrEngineState::get();
-  StaticBufrInfo& tables = StaticBufrInfo::instance();
-  text = TextString();
-  int characterBits;
-  bool character = tables.isCharacterDescriptor(descriptor, characterBits);
-  if (engine.width == 0) {
-    SeqOf<int> values;
-    if (!tables.tableBValues(descriptor, values)) {
-      ZLOG(LogStream::PROBLEM) << "Code " << descriptor
-                               << " does not exist in tableb." << std::endl;
-      return BufrValues::kNotInTableB;
-    }
-    const SeqOf<int>& v = values;
-    engine.exponent = v[0];
-    engine.reference = v[1];
-    engine.width = v[2];
-    if (engine.width < 0 || (!character && engine.width > 32)) {
-      widthInRange(engine.width, descriptor);
-      engine.width = 0;
-      return BufrValues::kMissing;
-    }
-    // A character reference is wider than a word: its first 32 bits
-    // stand for it, and its missing test looks at all of them.
-    int head = engine.width < 32 ? engine.width : 32;
-    _compressedRef = peekBits(head);
-    engine.referenceAllOnes = allOnes(_compressedRef, head);
-    for (int rest = engine.width - head; rest > 0; rest -= 32) {
-      moveBits(head);
-      head = rest < 32 ? rest : 32;
-      engine.referenceAllOnes =
-          engine.referenceAllOnes && allOnes(peekBits(head), head);
-    }
-    moveBits(head);
-    engine.incrementWidth = static_cast<int>(peekBits(6));
-    moveBits(6);
-  }
-  float value;
-  if (engine.incrementWidth == 0) {
-    value = engine.width == 0 || engine.referenceAllOnes
-                ? BufrValues::kMissing
-                : scaled(_compressedRef, engine.reference, engine.exponent);
-  } else if (character) {
-    engine.width = characterBits;
-    text = firstWord(getCharacters(engine.width / 8));
-    moveOctets(engine.incrementWidth / 8);
-    value = BufrValues::kCharacter;
-  } else if (engine.incrementWidth > 32) {
-    widthInRange(engine.incrementWidth, descriptor);
-    value = BufrValues::kMissing;
-  } else {
-    unsigned increment = peekBits(engine.incrementWidth);
-    value = allOnes(increment, engine.incrementWidth)
-                ? BufrValues::kMissing
-                : scaled(int64_t(increment) + _compressedRef, engine.reference,
-                         engine.exponent);
-    moveBits(engine.incrementWidth);
-  }
-  if (lastSubset) engine.width = 0;
-  ZLOG(LogStream::DEBUG) << "In getCompressedValue, on return, bit position = "
-                         << _bitPos << std::endl;
-  return value;
-}
-
-// A delayed replication in compressed data: the factor is an element like
-// any other, and WMO regulations give it the same count in every subset.
-// A message whose subsets disagree can't be unrolled once for all of them.
-bool BufrDecoder::decodeCompressedFactor(int descriptor, SeqOf<int>& list,
-                                         SeqOf<int>& repSeq, int index,
-                                         int groupIndex) {
-  TextString text;
-  int count = 0;
-  for (int s = 0; s < _subsets; ++s) {
-    if (_assocActive) takeBits(_assocBits);
-    float value = getCompressedValue(descriptor, s == _subsets - 1, text);
-    if (checkOverrun(descriptor)) return false;
-    if (value == BufrValues::kNotInTableB) {
-      ZLOG(LogStream::PROBLEM) << "Unable to get compressed decoded value for: "
-                               << descriptor << std::endl;
-      return false;
-    }
-    int subsetCount = countOf(value);
-    if (s > 0 && subsetCount != count) {
-      ZLOG(LogStream::PROBLEM) << "Delayed replication counts differ between "
-                                  "compressed subsets: "
-                               << count << " and " << subsetCount << std::endl;
-      return false;
-    }
-    count = subsetCount;
-  }
-  _replCounts.append(count);
-  ZLOG(LogStream::VERBOSE) << "Number of repetitions of compressed data: "
-                           << count << std::endl;
-  repSeq.setLength(0);
-  return expandDelayedGroup(count, list, repSeq, index, groupIndex);
-}
-
-bool BufrDecoder::decodeCompressedData() {
-  startDataPass();
-  if (_nestedRepList.length() > 0) {
-    ZLOG(LogStream::PROBLEM) << "Nested delayed replication in compressed "
-                                "data is not supported"
-                             << std::endl;
-    return false;
-  }
-  SeqOf<BufrValues> values;
-  SeqOf<int> list(_descriptors);
-  RepetitionCursor repetition;
-  int groupIndex = 0, valueNumber = 0;
-  TextString text;
-  int i = 0;
-  while (i < list.length()) {
-    int x, y;
-    int d = list.at(i);
-    int f = splitDescriptor(d, x, y);
-    if (f == 2) {
-      if (!decodeSection2Desc(x, y, list, i)) {
-        ZLOG(LogStream::PROBLEM) << "Unable to process section 2 descriptors"
-                                 << std::endl;
-        return false;
-      }
-      if (checkOverrun(d)) return false;
-      repetition.skip();
-      ++i;
-      continue;
-    }
-    if (isDelayedReplicator(d)) {
-      if (!decodeCompressedFactor(d, list, repetition.sequence(), i,
-                                  groupIndex++))
-        return false;
-      repetition.begin();
-      continue;
-    }
-    int rep = repetition.next();
-    for (int s = 0; s < _subsets; ++s) {
-      if (_assocActive) takeBits(_assocBits);
-      float value = getCompressedValue(d, s == _subsets - 1, text);
-      if (checkOverrun(d)) return false;
-      ZLOG(LogStream::VERBOSE) << "compressed value[" << valueNumber++
-                               << "]= " << value << std::endl;
-      if (value == BufrValues::kNotInTableB) {
-        ZLOG(LogStream::PROBLEM)
-            << "Unable to get compressed decoded value for: " << d
-            << std::endl;
-        return false;
-      }
-      values.append(BufrValues(s, d, value, rep, text));
-      if (valueLimitReached(values.length())) return false;
-    }
-    if (_signifyPending && !decodeSection2Desc(x, y, list, i)) {
-      ZLOG(LogStream::PROBLEM) << "Unable to decode section 2 descriptors"
-                               << std::endl;
-      return false;
-    }
-    ++i;
-  }
-  orderBySubset(values);
-  _bitPos = 0;
-  return true;
-}
-
-// Compressed values come element by element; the result lists them subset
-// by subset, as a standard message does. A stable counting sort.
-void BufrDecoder::orderBySubset(SeqOf<BufrValues>& values) {
-  const SeqOf<BufrValues>& in = values;
-  if (_subsets < 1 || in.length() == 0) return;
-  SeqOf<int> start;
-  start.setLength(_subsets + 1);
-  for (int k = 0; k < in.length(); ++k) {
-    int s = in[k].subset();
-    if (s >= 0 && s < _subsets) ++start[s + 1];
-  }
-  for (int s = 0; s < _subsets; ++s) start[s + 1] += start[s];
-  int base = _decodedValues.length();
-  _decodedValues.setLength(base + start[_subsets]);
-  for (int k = 0; k < in.length(); ++k) {
-    int s = in[k].subset();
-    if (s >= 0 && s < _subsets) _decodedValues[base + start[s]++] = in[k];
-  }
-}

@@ -26,6 +26,7 @@ class BufrValues {
   float value() const { return _value; }
   int repetition() const { return _repetition; }
   TextString text() const { return _text; }
+  bool hasText() const { return !_text.isEmpty(); }
 
   bool setSubset(int subset) {
     _subset = subset;

@@ -5,8 +5,9 @@ class BufrDecoder;
 
 // Carries out one data description operator on the coding values of the
 // process's Table B, and remembers what to put back. The lists of what is
-// changed are process-wide and outlive a message: an operator left open at
-// the end of a message still holds in the next, for every decoder.
+// changed are process-wide; the decoder forgets them, and puts the table
+// back, at the start of each message, so that an operator left open at the
+// end of one message can't change how the next one reads.
 class GDataDescOps {
  public:
   GDataDescOps(int x, int y, BufrDecoder* decoder)
@@ -26,8 +27,8 @@ class GDataDescOps {
   bool signifyDataWidth(int descriptor);
   bool resetSignifyDataWidth(int descriptor);
 
-  // Forgets every change without putting anything back; lets a test or a
-  // tool start from the tables as read.
+  // Forgets every change without putting anything back (the table is put
+  // back by StaticBufrInfo::restoreCodingValues).
   static void forgetSavedState();
   static int savedWidthCount();
 

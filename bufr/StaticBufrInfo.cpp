@@ -55,6 +55,7 @@ bool StaticBufrInfo::loadTables() {
   _ccittDict.clear();
   _tableDDict.clear();
   _replDescSet.clear();
+  _changedCoding.clear();
   return readTableB() && readTableD() && readReplicationTable();
 }
 
@@ -185,6 +186,19 @@ bool StaticBufrInfo::tableBValues(const int& descriptor,
 
 void StaticBufrInfo::setTableBValues(int descriptor, const SeqOf<int>& values) {
   _tableBValues.insert(descriptor, values);
+  _changedCoding.insert(descriptor);
+}
+
+int StaticBufrInfo::restoreCodingValues() {
+  int restored = _changedCoding.length();
+  for (int i = 0; i < restored; ++i) {
+    TableBEntry entry;
+    if (!_tableBDict.lookup(_changedCoding.keyAt(i), &entry)) continue;
+    int values[3] = {entry.exponent(), entry.increment(), entry.bits()};
+    _tableBValues.insert(entry.descriptor(), SeqOf<int>(3, values));
+  }
+  _changedCoding.clear();
+  return restored;
 }
 
 bool StaticBufrInfo::tableDSequence(const int& descriptor,

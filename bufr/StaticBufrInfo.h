@@ -24,6 +24,9 @@ class StaticBufrInfo {
   // alone, if the element is unknown.
   bool tableBValues(const int& descriptor, SeqOf<int>& values) const;
   void setTableBValues(int descriptor, const SeqOf<int>& values);
+  // Puts the coding values that operators changed back to what the table
+  // file says; answers how many descriptors were set back.
+  int restoreCodingValues();
   bool tableDSequence(const int& descriptor, SeqOf<int>& list) const;
   // `bits` is the width as read from the file; operators don't reach it.
   bool isCharacterDescriptor(const int& descriptor, int& bits) const;
@@ -56,6 +59,9 @@ class StaticBufrInfo {
   Set<int> _replDescSet;
   Dict<int, int> _ccittDict;
   Dict<int, SeqOf<int>> _tableBValues;
+  // Descriptors whose coding values differ from the file since the last
+  // restore.
+  Set<int> _changedCoding;
   Dict<int, SeqOf<int>> _tableDDict;
 };
 

@@ -194,31 +194,47 @@ LogStream& LogStream::instance() {
 
 std::ostream& LogStream::stream() { return _impl->text; }
 
+void LogStream::readPreferencesOnce() {
+  Impl& s = *_impl;
+  if (s.preferencesRead) return;
+  s.preferencesRead = true;
+  if (!readLogPreferences()) {
+    ZLOG_AT(LOG_STATUS, __FILE__)
+        << "Can't process log preference file; skipping the rest.\n";
+  }
+}
+
+bool LogStream::anySinkTakes(unsigned category, const char* sourceFile,
+                             bool sinkOn[NUM_SINKS]) {
+  Impl& s = *_impl;
+  SinkMasks masks = s.globalMasks;
+  // Most processes name no source file in their preferences; then the
+  // gate costs no text at all.
+  if (s.perFile.length() > 0) s.perFile.lookup(TextString(sourceFile), &masks);
+  bool any = false;
+  for (int sink = 0; sink < NUM_SINKS; ++sink) {
+    sinkOn[sink] = (masks.word[sink] & category) != 0;
+    any = any || sinkOn[sink];
+  }
+  return any;
+}
+
+bool LogStream::enabled(unsigned category, const char* sourceFile) {
+  readPreferencesOnce();
+  Impl& s = *_impl;
+  if (!s.filtering) return true;
+  bool sinkOn[NUM_SINKS];
+  return anySinkTakes(category, sourceFile, sinkOn);
+}
+
 bool LogStream::gate(unsigned category, const char* sourceFile, int sourceLine,
                      bool suppressPrefix) {
   Impl& s = *_impl;
-  if (!s.preferencesRead) {
-    s.preferencesRead = true;
-    if (!readLogPreferences()) {
-      ZLOG_AT(LOG_STATUS, __FILE__)
-          << "Can't process log preference file; skipping the rest.\n";
-    }
-  }
+  readPreferencesOnce();
   if (!s.lock()) return true;
-  if (s.filtering) {
-    SinkMasks masks = s.globalMasks;
-    // Most processes name no source file in their preferences; then the
-    // gate costs no text at all.
-    if (s.perFile.length() > 0) s.perFile.lookup(TextString(sourceFile), &masks);
-    bool any = false;
-    for (int sink = 0; sink < NUM_SINKS; ++sink) {
-      s.sinkOn[sink] = (masks.word[sink] & category) != 0;
-      any = any || s.sinkOn[sink];
-    }
-    if (!any) {
-      s.unlock();
-      return true;
-    }
+  if (s.filtering && !anySinkTakes(category, sourceFile, s.sinkOn)) {
+    s.unlock();
+    return true;
   }
   struct timeval now;
   gettimeofday(&now, nullptr);

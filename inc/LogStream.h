@@ -48,6 +48,10 @@ class LogStream {
   bool gate(unsigned category, const char* sourceFile, int sourceLine,
             bool suppressPrefix);
   void end();
+  // Whether a message of this category from this source would pass the
+  // gate now; starts no message. Lets a loop that would ask the gate once
+  // per value ask once for all of them.
+  bool enabled(unsigned category, const char* sourceFile);
 
   // SIGUSR1: the next message that reaches a file sink reopens it under a
   // freshly expanded name.
@@ -87,6 +91,9 @@ class LogStream {
  private:
   class Impl;
   LogStream();
+  void readPreferencesOnce();
+  bool anySinkTakes(unsigned category, const char* sourceFile,
+                    bool sinkOn[NUM_SINKS]);
   ~LogStream() = delete;
   Impl* _impl;
 };

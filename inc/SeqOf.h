@@ -77,6 +77,13 @@ class SeqOf {
 
   void replaceBetween(int first, int last, const SeqOf<T>& with);
 
+  // Exchanges the contents of two sequences; nothing is copied.
+  void swap(SeqOf& other) {
+    SeqValue<T>* mine = _value;
+    _value = other._value;
+    other._value = mine;
+  }
+
   int findFirst(const T& what, int from = 0) const {
     if (from < 0 || from >= _value->length) return -1;
     for (int i = from; i < _value->length; ++i)

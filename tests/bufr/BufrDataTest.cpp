@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -250,3 +252,72 @@ TEST_F(BufrDataTest, CompressedDelayedReplication) {
 }
 
 }  // namespace
+
+// A message of a few octets whose counts unroll a million operator steps in
+// each subset: every insertion is within the length bound, but the whole
+// pass is not within the work bound.
+TEST_F(BufrDataTest, WorkOfOneMessageIsBounded) {
+  BitWriter w;
+  for (int s = 0; s < 4; ++s) w.put(999990, 32);  // 2 01 144 widens 0 31 002
+  StderrCapture err;
+  EXPECT_FALSE(decode(message({201144, 101000, 31002, 207001}, w, 4)));
+  EXPECT_NE(std::string::npos,
+            err.text().find("PROBLEM: Message needs more decoding work than "
+                            "the limit of "));
+  EXPECT_LT(decoder->replCounts().length(), 4);  // it stopped early
+}
+
+// Plain numbers of a compressed element are read for most subsets in one
+// loop, the rest one at a time; whichever road a value takes, and whether
+// the log shows each value or not, it comes out as the encoder meant it.
+TEST_F(BufrDataTest, CompressedRoadsAgreeWithWhatWasWritten) {
+  const int subsets = 37;
+  const int widths[] = {0, 1, 3, 7, 17, 32};
+  const int descriptors[] = {63003, 63001, 12001, 63003, 63002, 63003};
+  const int references[] = {0, -100, 0, 0, -50, 0};
+  const int exponents[] = {0, 2, 1, 0, 0, 0};
+  BitWriter w;
+  std::string expected[subsets];
+  unsigned seed = 12345;
+  for (int e = 0; e < 6; ++e) {
+    int tableWidth = descriptors[e] == 63002 ? 9 : descriptors[e] == 63003 ? 10 : 12;
+    unsigned reference = 100 + e;
+    w.put(reference, tableWidth);
+    w.put(widths[e], 6);
+    for (int s = 0; s < subsets; ++s) {
+      uint64_t all = widths[e] ? (uint64_t(1) << widths[e]) - 1 : 0;
+      seed = seed * 1103515245 + 12345;
+      uint64_t increment = widths[e] ? (seed >> 3) & all : 0;
+      if (s % 11 == 5) increment = all;  // missing, unless the width is 0
+      if (widths[e]) w.put(increment, widths[e]);
+      std::ostringstream text;
+      if (widths[e] && increment == all) {
+        text << -99999;
+      } else {
+        double v = (double(increment) + reference + references[e]) /
+                   std::pow(10.0, exponents[e]);
+        text << float(v);
+      }
+      expected[s] += (expected[s].empty() ? "" : " ") +
+                     (s ? "s" + std::to_string(s) + ":" : std::string()) +
+                     std::to_string(descriptors[e]) + "=" + text.str();
+    }
+  }
+  std::string all;
+  for (int s = 0; s < subsets; ++s) all += (s ? " " : "") + expected[s];
+  BufrMessage m = message(std::vector<int>(descriptors, descriptors + 6), w,
+                          subsets, true);
+  m.dataPadding = 0;  // the last increments lie in the last octets
+  ASSERT_TRUE(decode(m));
+  EXPECT_EQ(all, values());
+
+  LogStream::instance().setFilter(nullptr, nullptr, LogStream::TTY,
+                                  LogStream::VERBOSE, true);
+  StderrCapture err;
+  bool decoded = decode(m);
+  LogStream::instance().setFilter(nullptr, nullptr, LogStream::TTY,
+                                  LogStream::VERBOSE, false);
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(all, values());
+  EXPECT_EQ(6 * subsets, countOf(err.text(), "VERBOSE: compressed value["));
+}

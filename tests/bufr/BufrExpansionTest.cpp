@@ -112,7 +112,24 @@ TEST_F(BufrExpansionTest, TableDMissesAndBadSequences) {
 
 TEST_F(BufrExpansionTest, MissInAFixedReplicationInAGroupEndsTheProcess) {
   EXPECT_EXIT(expand({101000, 31001, 101002, 363255}),
-              ::testing::ExitedWithCode(1), "Invalid sequence des = 363255");
+              ::testing::ExitedWithCode(1),
+              "Descriptor 363255 does not exist in table D\\.\n(.|\n)*"
+              "Invalid sequence des = 363255");
+}
+
+// A sequence among the members of a delayed replication nested in a fixed
+// one is looked up as every sequence is: a miss says so and throws away
+// what was expanded before it.
+TEST_F(BufrExpansionTest, MissInANestedDelayedReplication) {
+  StderrCapture err;
+  EXPECT_FALSE(expand({101000, 31001, 103001, 101000, 31001, 363255}));
+  EXPECT_EQ(Ints(), descriptors());
+  std::string log = err.text();
+  EXPECT_NE(std::string::npos,
+            log.find("PROBLEM: Descriptor 363255 does not exist in table D.\n"
+                     "PROBLEM: Not in the Table D = 363255\n"));
+  EXPECT_NE(std::string::npos,
+            log.find("PROBLEM: Unable to expand descriptors.\n"));
 }
 
 TEST_F(BufrExpansionTest, ExpansionIsBounded) {

@@ -43,19 +43,35 @@ TEST_F(BufrOperatorsTest, ChangeWidthAndItsCancel) {
   EXPECT_EQ("63003=4000 63003=4001 63003=9", values());
 }
 
-TEST_F(BufrOperatorsTest, ChangesLastIntoTheNextMessage) {
-  BitWriter first;
-  first.put(3000, 12);
-  ASSERT_TRUE(decodeList({201130, 63003}, first));
-  EXPECT_EQ(1, GDataDescOps::savedWidthCount());
-  BitWriter second;
-  second.put(3001, 12);
-  ASSERT_TRUE(decodeList({63003}, second));
-  EXPECT_EQ("63003=3001", values());
-  BitWriter third;
-  third.put(5, 10);
-  ASSERT_TRUE(decodeList({201000, 63003}, third));
-  EXPECT_EQ("63003=5", values());
+// A message that leaves an operator in force, or fails while one is, must
+// not change how the next message reads: each starts from the tables.
+TEST_F(BufrOperatorsTest, EachMessageStartsFromTheTables) {
+  BitWriter plain;
+  plain.put(500, 10);
+  plain.put(2731, 12);
+  ASSERT_TRUE(decodeList({63003, 12001}, plain));
+  const std::string alone = values();
+
+  BitWriter reference;
+  reference.put(7, 10);
+  reference.put(9, 10);
+  const struct {
+    std::vector<int> list;
+    BitWriter data;
+  } openers[] = {
+      {{201130, 63003, 12001}, BitWriter()},        // widths
+      {{202129, 12001}, BitWriter()},               // scale
+      {{203010, 63003, 12001, 203255}, reference},  // references
+      {{206255, 63003}, BitWriter()},  // fails, the width of 2 06 in force
+  };
+  for (const auto& opener : openers) {
+    SCOPED_TRACE(opener.list[0]);
+    StderrCapture err;
+    decodeList(opener.list, opener.data);
+    ASSERT_TRUE(decodeList({63003, 12001}, plain));
+    EXPECT_EQ(alone, values());
+    EXPECT_EQ(0, GDataDescOps::savedWidthCount());
+  }
 }
 
 TEST_F(BufrOperatorsTest, ChangeScale) {
