@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <sysexits.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -313,8 +314,14 @@ void printText(const Options& o, const NetcdfPointData& store,
     if (!v.isText && v.total == 1 && v.values[0] != "missing" &&
         v.units.compare(0, 19, "seconds since 1970-") == 0)
       value += " (" + timeText(atol(v.values[0].c_str())) + ")";
-    printf("  %-16s %-24s %s\n", v.name.c_str(), value.c_str(),
-           v.units.c_str());
+    char line[64];
+    snprintf(line, sizeof line, "  %-16s ", v.name.c_str());
+    std::string text = line + value;
+    if (!v.units.empty()) {
+      text.resize(std::max<size_t>(text.size(), 43), ' ');
+      text += " " + v.units;
+    }
+    printf("%s\n", text.c_str());
   }
 }
 
