@@ -62,10 +62,10 @@ void setUp() {
   static bool done = [] {
     LogStream& log = LogStream::instance();
     for (int sink = 0; sink < LogStream::NUM_SINKS; ++sink)
-      log.setFilter(nullptr, nullptr, LogStream::Sink(sink), 0xFFFFFFFF,
-                    false);
+      log.setFilter(nullptr, nullptr, LogStream::Sink(sink), 0xFFFFFFFF, false);
     static PackageReceiver receiver;
-    for (int module : {0, 1, 2, 5}) Dispatcher::registerReceiver(module, &receiver);
+    for (int module : {0, 1, 2, 5})
+      Dispatcher::registerReceiver(module, &receiver);
     FAC_Receiver::instance();
     return true;
   }();

@@ -35,8 +35,8 @@ void Dispatcher::registerReceiver(int module, Receiver* receiver) {
 bool Dispatcher::doDispatch(char* buffer, unsigned long size) {
   std::unique_ptr<char[]> owned(buffer);
   if (receivers == nullptr) {
-    ZLOG(LogStream::PROBLEM) << "Dispatcher::doDispatch: no receivers registered"
-                             << std::endl;
+    ZLOG(LogStream::PROBLEM)
+        << "Dispatcher::doDispatch: no receivers registered" << std::endl;
     return false;
   }
   MsgHeader header;
@@ -44,14 +44,14 @@ bool Dispatcher::doDispatch(char* buffer, unsigned long size) {
   if (!readHeader(buffer, size, header, args)) {
     ZLOG(LogStream::PROBLEM)
         << "Dispatcher::doDispatch: dropped a message of " << size
-        << " bytes that does not hold its header (length word "
-        << header.length << ")" << std::endl;
+        << " bytes that does not hold its header (length word " << header.length
+        << ")" << std::endl;
     return false;
   }
   Receiver* receiver = nullptr;
   if (!receivers->lookup(header.module, &receiver)) {
-    ZLOG(LogStream::PROBLEM) << "No receivers registered for module "
-                             << header.module << std::endl;
+    ZLOG(LogStream::PROBLEM)
+        << "No receivers registered for module " << header.module << std::endl;
     return false;
   }
   receiver->receive(header.type, header.sender, header.length - (args - buffer),

@@ -64,8 +64,9 @@ EventDispatcher::EventDispatcher()
 void EventDispatcher::start(int type) {
   DispatchEngine* engine = nullptr;
   if (!_engines.lookup(type, &engine)) {
-    ZLOG(LogStream::BUG) << "There's no dispatch engine registered with the event"
-                         << " dispatcher for type " << type << std::endl;
+    ZLOG(LogStream::BUG)
+        << "There's no dispatch engine registered with the event"
+        << " dispatcher for type " << type << std::endl;
     return;
   }
   _running = true;
@@ -91,12 +92,12 @@ EventDispatcher::SelectResult EventDispatcher::selectWrapper(
     Set<DescriptorEventClient*>& set, timeval* timeout) {
   ReadySets sets;
   int highest = fillSets(set, sets);
-  int n = select(highest + 1, &sets.read, &sets.write, &sets.exception,
-                 timeout);
+  int n =
+      select(highest + 1, &sets.read, &sets.write, &sets.exception, timeout);
   if (n == -1) {
     if (errno == EINTR) return INTERRUPTED;
-    ZLOG(LogStream::PROBLEM) << "select() fail: " << std::strerror(errno)
-                             << std::endl;
+    ZLOG(LogStream::PROBLEM)
+        << "select() fail: " << std::strerror(errno) << std::endl;
     return SELECT_FAILED;
   }
   if (n == 0) return TIMED_OUT;

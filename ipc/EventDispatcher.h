@@ -18,8 +18,12 @@ class TimerEventClient;
 class EventDispatcher {
  public:
   // What selectWrapper answers.
-  enum SelectResult { SELECT_FAILED = 0, INTERRUPTED = 1, TIMED_OUT = 2,
-                      SERVED = 3 };
+  enum SelectResult {
+    SELECT_FAILED = 0,
+    INTERRUPTED = 1,
+    TIMED_OUT = 2,
+    SERVED = 3
+  };
 
   static EventDispatcher& instance();
 

@@ -13,8 +13,8 @@ FAC_Receiver& FAC_Receiver::instance() {
   return *receiver;
 }
 
-void FAC_Receiver::receive(const short& type, const IPC_Target&,
-                           long argLength, char* args) {
+void FAC_Receiver::receive(const short& type, const IPC_Target&, long argLength,
+                           char* args) {
   if (type != 0) {
     ZLOG(LogStream::BUG) << "Bad msg type " << type << " in FAC_Receiver"
                          << std::endl;
@@ -43,8 +43,7 @@ void FAC_Receiver::removeClient(const TextString& path, FAC_Client* client) {
     return;
   }
   if (!clients.lookup(client)) {
-    ZLOG(LogStream::BUG) << "No matching client for path " << path
-                         << std::endl;
+    ZLOG(LogStream::BUG) << "No matching client for path " << path << std::endl;
     return;
   }
   clients.remove(client);

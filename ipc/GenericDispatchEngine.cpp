@@ -1,6 +1,5 @@
-#include "DispatchEngine.h"
-
 #include "DescriptorEventClient.h"
+#include "DispatchEngine.h"
 #include "EventDispatcher.h"
 #include "LogStream.h"
 #include "TimerEventClient.h"
@@ -52,8 +51,8 @@ void GenericDispatchEngine::run(EventDispatcher& dispatcher) {
       } else if (expiration < nextExpiration) {
         if (expiration < oneDay && nextExpiration > maxSafe &&
             nextExpiration != kNever) {
-          ZLOG(LogStream::EVENT) << "Next timerExpiration over MAX."
-                                 << std::endl;
+          ZLOG(LogStream::EVENT)
+              << "Next timerExpiration over MAX." << std::endl;
           continue;
         }
         next = timer;

@@ -44,8 +44,8 @@ unsigned long ParameterizedMsg::length() const {
 int ParameterizedMsg::send(const IPC_Target& target) const {
   if (!Connection::exists()) return -2;
   if (target.isNull()) {
-    ZLOG(LogStream::PROBLEM) << "Can not send message.  Target is null"
-                             << std::endl;
+    ZLOG(LogStream::PROBLEM)
+        << "Can not send message.  Target is null" << std::endl;
     return -2;
   }
   MsgHeader header;

@@ -52,8 +52,8 @@ void loopbackPair(Stream& s) {
   socklen_t size = sizeof address;
   ASSERT_EQ(0, bind(listener, reinterpret_cast<sockaddr*>(&address), size));
   ASSERT_EQ(0, listen(listener, 1));
-  ASSERT_EQ(0,
-            getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size));
+  ASSERT_EQ(
+      0, getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size));
   s.ends[0] = socket(AF_INET, SOCK_STREAM, 0);
   ASSERT_EQ(0, connect(s.ends[0], reinterpret_cast<sockaddr*>(&address), size));
   s.ends[1] = accept(listener, nullptr, nullptr);
@@ -194,7 +194,8 @@ TEST_F(WaitTest, ClientRemovedInsideAPassIsNotServed) {
 void ignoreSignal(int) {}
 
 TEST_F(WaitTest, SignalInterruptsTheWait) {
-  struct sigaction action {}, old {};
+  struct sigaction action {
+  }, old{};
   action.sa_handler = ignoreSignal;  // no SA_RESTART: select sees EINTR
   sigemptyset(&action.sa_mask);
   ASSERT_EQ(0, sigaction(SIGALRM, &action, &old));

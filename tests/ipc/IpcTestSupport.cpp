@@ -15,7 +15,8 @@ std::string hexOf(const char* bytes, unsigned long n) {
   std::string hex;
   char two[3];
   for (unsigned long i = 0; i < n; ++i) {
-    std::snprintf(two, sizeof two, "%02x", static_cast<unsigned char>(bytes[i]));
+    std::snprintf(two, sizeof two, "%02x",
+                  static_cast<unsigned char>(bytes[i]));
     hex += two;
   }
   return hex;
@@ -32,7 +33,8 @@ std::vector<char> bytesOf(const std::string& spacedHex) {
   std::string hex = unspaced(spacedHex);
   std::vector<char> bytes;
   for (size_t i = 0; i + 1 < hex.size(); i += 2)
-    bytes.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+    bytes.push_back(
+        static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
   return bytes;
 }
 
@@ -48,10 +50,10 @@ int TestConnection::send(const IPC_Target&, int deliveryMode, int,
   lastDeliveryMode = deliveryMode;
   int status = _status;
   if (_fd >= 0)
-    status = ::send(_fd, buffer, size, MSG_NOSIGNAL) ==
-                     static_cast<ssize_t>(size)
-                 ? 0
-                 : -1;
+    status =
+        ::send(_fd, buffer, size, MSG_NOSIGNAL) == static_cast<ssize_t>(size)
+            ? 0
+            : -1;
   delete[] buffer;
   return status;
 }

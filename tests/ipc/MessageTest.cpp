@@ -58,13 +58,22 @@ TEST(SendTest, ThreeAnswersAndTheirLines) {
   };
   const std::vector<Case> cases = {
       {0, kPeer, 0, 0, {}},
-      {-1, kPeer, 0, -1,
+      {-1,
+       kPeer,
+       0,
+       -1,
        {"Target: 127.0.0.1/6000/77", "Module: 2", "Type: 10"}},
-      {-2, kPeer, 0, -2,
+      {-2,
+       kPeer,
+       0,
+       -2,
        {"Send of IPC message failed because of a system error! ",
         "Target: 127.0.0.1/6000/77"}},
       {0, IPC_Target(), 0, -2, {"Can not send message.  Target is null"}},
-      {0, kPeer, 1, -2,
+      {0,
+       kPeer,
+       1,
+       -2,
        {"Can't get connection for this type of data: ", " Priority: 1"}},
   };
   for (const Case& c : cases) {

@@ -72,7 +72,8 @@ TEST(WireFormTest, EachTypeAsTheTableWritesIt) {
       wireCase("char", 'A', "00000041"),
       wireCase("unsigned char", static_cast<unsigned char>(200), "000000c8"),
       wireCase("short", static_cast<short>(-2), "fffffffe"),
-      wireCase("unsigned short", static_cast<unsigned short>(65535), "0000ffff"),
+      wireCase("unsigned short", static_cast<unsigned short>(65535),
+               "0000ffff"),
       wireCase("unsigned int", 0x01020304u, "01020304"),
       wireCase("long", -5L, "fffffffb"),
       wireCase("unsigned long", 4000000000ul, "ee6b2800"),
@@ -113,8 +114,9 @@ TEST(WireFormTest, EachTypeAsTheTableWritesIt) {
       wireCase("DataTime low flags end it",
                changed(DataTime(kNoon), [](DataTime& t) { t.setFlags(0x306); }),
                "00000306 4847d540"),
-      wireCase("anonymous target", IPC_Target::anonymous(kLoopback, 5000, 4242),
-               "00000002 00000002 7f000001 00001388 00001092 00000000 00000000"),
+      wireCase(
+          "anonymous target", IPC_Target::anonymous(kLoopback, 5000, 4242),
+          "00000002 00000002 7f000001 00001388 00001092 00000000 00000000"),
       wireCase("named target", IPC_Target::named("NS", kLoopback, 7000),
                "00000001 00000002 7f000001 00001b58 00000000 "
                "00000002 00000002 4e530000"),
@@ -172,8 +174,8 @@ TEST(WireFormTest, EveryPackageFormRoundTrips) {
   expectPackageRoundTrip(ArgPkg1<TextString>("ACARS.*"), "pattern");
   expectPackageRoundTrip(ArgPkg1<AbsTime>(kNoon), "time");
   expectPackageRoundTrip(ArgPkg2<unsigned long, int>(3, 4242), "child");
-  expectPackageRoundTrip(ArgPkg2<long, SeqOf<char>>(-1, SeqOf<char>(5, "a b c")),
-                         "product");
+  expectPackageRoundTrip(
+      ArgPkg2<long, SeqOf<char>>(-1, SeqOf<char>(5, "a b c")), "product");
   expectPackageRoundTrip(
       ArgPkg2<unsigned long, DataTime>(1001, DataTime(kNoon, 3600)), "notify");
   expectPackageRoundTrip(
