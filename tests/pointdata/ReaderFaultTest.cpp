@@ -71,6 +71,40 @@ TEST_F(ReaderFaultTest, AFilePurgedDuringAnInventory) {
   EXPECT_EQ(2, reader.fileTimes().length());
 }
 
+// A file replaced under its name (as a copy that lands by rename) while
+// the reader doesn't hold it is read anew at the next look: its records
+// are the new file's.
+TEST_F(ReaderFaultTest, AReplacedFileIsReadAgain) {
+  makeWriter();
+  put("KDEN", kNoon + 100);
+  put("KBOU", kNoon + 200);
+  put("KDEN", kNoon + kHour + 100);
+  NetcdfPointData reader(dir.path().c_str(), false, false);
+  SeqOf<DataTime> bins;
+  ASSERT_TRUE(reader.inventory(bins, 0));  // the older file is let go
+  EXPECT_EQ(std::vector<long>({kNoon, kNoon + kHour}), validTimes(bins));
+  TempDir other;
+  copyFile(dir.file("template"), other.file("template"));
+  {
+    NetcdfPointData w(other.path().c_str(), true, false);
+    SeqOf<TextString> ids;
+    ids.append("KAPA");
+    SeqOf<double> times;
+    times.append(kNoon + 300);
+    long record = 0;
+    bool isNew = false;
+    int* h = w.getFileHandleAndRecord(ids, times, record, isNew);
+    ASSERT_NE(nullptr, h);
+    w.releaseHandle(h);
+  }
+  ASSERT_EQ(0, rename(other.file(AbsTime(kNoon).format("%Y%m%d_%H%M").chars())
+                          .c_str(),
+                      fileOf(kNoon).c_str()));
+  reader.noteNewDataTime(DataTime(AbsTime(kNoon + 300)));
+  EXPECT_EQ(std::vector<long>({kNoon + 300, kNoon + kHour + 100}),
+            exactTimes(reader));
+}
+
 TEST_F(ReaderFaultTest, FilesOfAnOlderTemplateAreReadByTheirOwnIndex) {
   TempDir old;
   {
