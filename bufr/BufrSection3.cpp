@@ -16,10 +16,10 @@ namespace {
 // contains itself, or replications of replications, would otherwise run
 // without end.
 const int kMaxSequenceDepth = 32;
-const int kMaxDescriptors = 500000;
+const int kMaxDescriptors = 200000;
 // Elements that go to a group which is later dropped add nothing to the
 // list, yet replications of them can still take exponential work.
-const long kMaxExpansionSteps = 1000000;
+const long kMaxExpansionSteps = 200000;
 
 }  // namespace
 

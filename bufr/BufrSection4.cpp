@@ -20,12 +20,17 @@ namespace {
 // the data and can be anything its width allows.
 const long kMaxWorkingList = 1000000;
 const int kMaxDecodedValues = 2000000;
-// The whole work of one message's data pass, in units of about a
-// nanosecond: an entry of the working list copied, moved or walked is one,
-// a value or operator step is BufrDecoder::kStepWork. Counts and widths come from the
-// data, so without this bound a message of a few kilobytes could unroll
-// the same large group again and again, each time within the length bound.
-const long kMaxMessageWork = 48L * 1000 * 1000;
+// The whole work of one message's data pass, in units of a few
+// nanoseconds: an entry of the working list copied, moved or walked is
+// one, a value or operator step is BufrDecoder::kStepWork. Counts and
+// widths come from the data, so without a bound a message of a few
+// kilobytes could unroll the same large group again and again, each time
+// within the length bound. A sound message reads at least a bit for each
+// value it gives (a compressed one, for each element), so the bound grows
+// with the data section: a few kilobytes get a few milliseconds' worth,
+// and the largest sound messages stay far inside it.
+const long kBaseWork = 4L * 1000 * 1000;
+const long kWorkPerBit = 16;
 // A count inside a nested group above this fails the message.
 const int kMaxNestedCount = 100;
 // Below this many octets a standard Section 4 holds no observation.
@@ -55,7 +60,7 @@ unsigned char* BufrDecoder::decodeSection4(unsigned char* section, bool& ok) {
   for (int i = 4; i < length; ++i) _dataBuffer[i - 4] = section[i];
   _overrun = false;
   _widthFault = false;
-  _workLeft = kMaxMessageWork;
+  _workLeft = kBaseWork + kWorkPerBit * 8L * length;
 
   if (_compressed) {
     ZLOG(LogStream::EVENT) << "Message is in compressed format.  Subsets: "
@@ -105,9 +110,8 @@ bool BufrDecoder::spendWork(long units) {
     return true;
   }
   _workLeft = -1;
-  ZLOG(LogStream::PROBLEM) << "Message needs more decoding work than the limit "
-                              "of "
-                           << kMaxMessageWork << " steps; giving up"
+  ZLOG(LogStream::PROBLEM) << "Message needs more decoding work than its "
+                              "data section allows; giving up"
                            << std::endl;
   return false;
 }
