@@ -239,6 +239,8 @@ int main() {
   const char* made = mkdtemp(pattern);
   if (made == nullptr) return 1;
   std::string dir = made;
+  // The store's log lines go with the files, not into the working directory.
+  setenv("LOG_DIR", made, 1);
   printf("storing %d hourly files of %d stations in %s\n", kFiles, kStations,
          dir.c_str());
   Clock::time_point start = Clock::now();

@@ -16,6 +16,7 @@
 
 #include "BufrEngineState.h"
 #include "BufrTestSupport.h"
+#include "ExpectedValues.h"
 #include "GDataDescOps.h"
 #include "StaticBufrInfo.h"
 
@@ -23,45 +24,10 @@ namespace {
 
 const std::string kData = ZEPH_SOURCE_DIR "/tests/data/bufr/";
 
-struct Expected {
-  std::map<std::string, std::string> header;
-  struct Value {
-    int subset;
-    int descriptor;
-    bool missing;
-    bool text;
-    double number;
-    std::string chars;
-  };
-  std::vector<Value> values;
-};
+using Expected = ExpectedValues;
 
 Expected readExpected(const std::string& name) {
-  Expected e;
-  std::ifstream in(kData + name + ".expected");
-  std::string line;
-  while (std::getline(in, line)) {
-    if (line.empty() || line[0] == '#') continue;
-    std::istringstream fields(line);
-    if (!std::isdigit(static_cast<unsigned char>(line[0]))) {
-      std::string key, value;
-      fields >> key >> value;
-      e.header[key] = value;
-      continue;
-    }
-    Expected::Value v{};
-    std::string scale, rest;
-    fields >> v.subset >> v.descriptor >> scale;
-    std::getline(fields >> std::ws, rest);
-    v.missing = rest == "MISSING";
-    v.text = scale == "C";
-    if (v.text)
-      v.chars = rest.substr(1, rest.size() - 2);
-    else if (!v.missing)
-      v.number = std::stod(rest);
-    e.values.push_back(v);
-  }
-  return e;
+  return ExpectedValues::read(kData + name + ".expected");
 }
 
 // What the engine doesn't put among the values: factors, and what the

@@ -1,0 +1,44 @@
+#ifndef ZEPH_PRODUCTS_BARTABLE_H_
+#define ZEPH_PRODUCTS_BARTABLE_H_
+
+#include <cstdio>
+
+#include "SeqOf.h"
+#include "TextString.h"
+
+// Reads the product tables whose lines hold fields between "|": each line
+// taken with fgets into `lineLength` characters (a longer line comes in
+// pieces), a line that begins with "#" skipped, empty fields dropped. The
+// newline stays with the last field, so a wanted field is never the last
+// one of a line. `take` gets the fields of each line and answers false
+// for a line it can't use, which ends the reading with the line logged as
+// corrupted; the answer is then false, and what was taken stays.
+class BarTable {
+ public:
+  template <class Take>
+  static bool read(FILE* file, const TextString& path, int lineLength,
+                   Take take) {
+    SeqOf<TextString> fields;
+    char* line = new char[lineLength];
+    bool ok = true;
+    while (ok && std::fgets(line, lineLength, file)) {
+      if (line[0] == '#') continue;
+      split(line, fields);
+      if (!take(fields)) {
+        corrupted(path, line);
+        ok = false;
+      }
+    }
+    delete[] line;
+    return ok;
+  }
+
+  // Trailing blanks dropped.
+  static TextString field(const SeqOf<TextString>& fields, int index);
+
+ private:
+  static void split(const char* line, SeqOf<TextString>& fields);
+  static void corrupted(const TextString& path, const char* line);
+};
+
+#endif  // ZEPH_PRODUCTS_BARTABLE_H_

@@ -1,0 +1,45 @@
+#ifndef ZEPH_TESTS_PRODUCTS_PRODUCTSITE_H_
+#define ZEPH_TESTS_PRODUCTS_PRODUCTSITE_H_
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "ProductTraits.h"
+#include "TestSupport.h"
+
+// A site under a temporary root, as a decoder process finds one: ZEPH_HOME
+// with the sample site's tables, ZEPH_DATA with a product's input and bad
+// directories and its point directories made from the sample templates.
+// Each test starts the process-wide readers afresh: the search paths, the
+// pattern cache and the notifications kept so far.
+class ProductSiteTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+
+  // The input and bad directories of the product, and a point directory
+  // below ZEPH_DATA with the template of that name.
+  void makeProductDirectories(const ProductTraits& traits);
+  void makePointDirectory(const std::string& relative,
+                          const std::string& templateName);
+
+  std::string input() const { return _input; }
+  std::string bad() const { return _bad; }
+  std::string data(const std::string& relative) const {
+    return root.file("data" + relative);
+  }
+  void put(const std::string& name, const std::string& bytes);
+  // The names in a directory, sorted.
+  static std::vector<std::string> names(const std::string& directory);
+
+  TempDir root;
+
+ private:
+  std::string _input;
+  std::string _bad;
+};
+
+std::string readBinary(const std::string& path);
+
+#endif  // ZEPH_TESTS_PRODUCTS_PRODUCTSITE_H_
