@@ -77,7 +77,7 @@ float BufrDecoder::getCompressedValue(int descriptor, bool lastSubset,
                 : scaled(_compressedRef, engine.reference, engine.exponent);
   } else if (character) {
     engine.width = characterBits;
-    text = firstWord(getCharacters(engine.width / 8));
+    text = getWord(engine.width / 8);
     moveOctets(engine.incrementWidth / 8);
     value = BufrValues::kCharacter;
   } else if (engine.incrementWidth > 32) {
@@ -98,7 +98,8 @@ float BufrDecoder::getCompressedValue(int descriptor, bool lastSubset,
 }
 
 // Subsets `from` up to, not including, `to` of an element whose reference
-// and increment width have been read, for a plain number; answers the
+// and increment width have been read, for a plain number (or a character
+// element without increments, which reads as one); answers the
 // subset where it stopped. It stops early only where an increment would
 // reach the last eight octets of the buffer, which the careful reader
 // then takes on.
@@ -135,6 +136,27 @@ int BufrDecoder::readIncrements(float* out, int from, int to) {
   return s;
 }
 
+// The texts of a character element with increments, subsets `from` up to
+// `to`, as getCompressedValue reads them; stops early where the data would
+// run out, which the careful reader then takes on.
+int BufrDecoder::readTexts(float* out, TextString* texts, int from, int to,
+                           int characterBits) {
+  BufrEngineState& engine = BufrEngineState::get();
+  int count = characterBits / 8;
+  long step = engine.incrementWidth / 8;
+  unsigned long end = _dataLength * 8UL;
+  int s = from;
+  for (; s < to; ++s) {
+    unsigned long position = (_readPtr - _dataBuffer) * 8UL + _bitPos;
+    if (position + 8UL * (count > step ? count : step) > end) break;
+    engine.width = characterBits;
+    texts[s] = getWord(count);
+    out[s] = BufrValues::kCharacter;
+    moveOctets(static_cast<int>(step));
+  }
+  return s;
+}
+
 // One element for all subsets, into a new column.
 bool BufrDecoder::readCompressedColumn(int descriptor, int repetition,
                                        int& valueNumber) {
@@ -148,13 +170,17 @@ bool BufrDecoder::readCompressedColumn(int descriptor, int repetition,
   const BufrEngineState& engine = BufrEngineState::get();
   // Each value is logged at VERBOSE and DEBUG when the log takes them; the
   // gate is asked once for the element rather than twice for each subset.
-  bool oneByOne = character || _assocActive ||
+  bool oneByOne = _assocActive ||
                   LogStream::instance().enabled(
                       LogStream::VERBOSE | LogStream::DEBUG, __FILE__);
   TextString text;
   for (int s = 0; s < _subsets;) {
+    // A character column with increments holds a text in each subset; one
+    // without gives every subset the same number and no text.
     if (!oneByOne && s > 0 && s < _subsets - 1 && engine.width != 0) {
-      int stopped = readIncrements(out, s, _subsets - 1);
+      int stopped = character && engine.incrementWidth != 0
+                        ? readTexts(out, texts, s, _subsets - 1, characterBits)
+                        : readIncrements(out, s, _subsets - 1);
       if (stopped > s) {
         s = stopped;
         continue;

@@ -276,22 +276,45 @@ void BufrDecoder::moveBits(int n) {
 
 void BufrDecoder::moveOctets(int n) { moveBits(n * 8); }
 
-TextString BufrDecoder::getCharacters(int count) {
-  if (count <= 0) return TextString();
+bool BufrDecoder::copyCharacters(int count, char* out) {
   unsigned long start = (_readPtr - _dataBuffer) * 8UL + _bitPos;
   if (start + count * 8UL > _dataLength * 8UL) {
     _overrun = true;
-    return TextString();
+    return false;
   }
-  std::string text(count, '\0');
   for (int i = 0; i < count; ++i) {
     // With a bit position of 0 a character is one octet; otherwise it
     // spans two, both inside the bound checked above.
     unsigned word = unsigned(_readPtr[i]) << 8;
     if (_bitPos > 0) word |= _readPtr[i + 1];
-    text[i] = static_cast<char>((word >> (8 - _bitPos)) & 0xFF);
+    out[i] = static_cast<char>((word >> (8 - _bitPos)) & 0xFF);
   }
+  return true;
+}
+
+TextString BufrDecoder::getCharacters(int count) {
+  if (count <= 0) return TextString();
+  std::string text(count, '\0');
+  if (!copyCharacters(count, &text[0])) return TextString();
   return TextString(text.c_str());
+}
+
+// The characters up to the first blank (or NUL): the value of a character
+// element, in one allocation.
+TextString BufrDecoder::getWord(int count) {
+  if (count <= 0) return TextString();
+  char local[256];
+  std::string large;
+  char* text = local;
+  if (count > static_cast<int>(sizeof local)) {
+    large.resize(count);
+    text = &large[0];
+  }
+  if (!copyCharacters(count, text)) return TextString();
+  int length = 0;
+  while (length < count && text[length] != ' ' && text[length] != '\0')
+    ++length;
+  return length == 0 ? TextString() : TextString(text, length);
 }
 
 bool BufrDecoder::checkOverrun(int descriptor) {

@@ -141,6 +141,8 @@ class BufrDecoder {
                               SeqOf<int>& repSeq, int index, int groupIndex);
   bool readCompressedColumn(int descriptor, int repetition, int& valueNumber);
   int readIncrements(float* out, int from, int to);
+  int readTexts(float* out, TextString* texts, int from, int to,
+                int characterBits);
   bool valueLimitReached(int count);
   // Work is counted in units of about a nanosecond; a value or an operator
   // is this many.
@@ -166,6 +168,8 @@ class BufrDecoder {
   void moveBits(int n);
   void moveOctets(int n);
   TextString getCharacters(int count);
+  TextString getWord(int count);
+  bool copyCharacters(int count, char* out);
   bool checkOverrun(int descriptor);
   static void dumpOctets(const unsigned char* octets, int perRow, int start,
                          int count);

@@ -136,7 +136,7 @@ float BufrDecoder::getStandardValue(int descriptor, TextString& text) {
   int characterBits;
   if (StaticBufrInfo::instance().isCharacterDescriptor(descriptor,
                                                        characterBits)) {
-    text = firstWord(getCharacters(characterBits / 8));
+    text = getWord(characterBits / 8);
     moveOctets(characterBits / 8);
     return BufrValues::kCharacter;
   }

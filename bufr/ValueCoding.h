@@ -1,8 +1,8 @@
 #ifndef ZEPH_BUFR_VALUECODING_H_
 #define ZEPH_BUFR_VALUECODING_H_
 
-// How the bits of a value become a number or a text; shared by the standard
-// and the compressed reader, which must agree to the last bit.
+// How the bits of a value become a number; shared by the standard and the
+// compressed reader, which must agree to the last bit.
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -29,13 +29,6 @@ inline float scaledBy(int64_t raw, int reference, double divisor) {
 
 inline float scaled(int64_t raw, int reference, int exponent) {
   return scaledBy(raw, reference, std::pow(10.0, exponent));
-}
-
-// The characters up to the first blank.
-inline TextString firstWord(const TextString& text) {
-  unsigned blank;
-  if (text.search(' ', blank)) return text.left(blank);
-  return text;
 }
 
 // A replication count is the value cut to an int; what lies beyond an int

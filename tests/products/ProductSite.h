@@ -15,6 +15,10 @@
 // Each test starts the process-wide readers afresh: the search paths, the
 // pattern cache and the notifications kept so far.
 class ProductSiteTest : public ::testing::Test {
+ public:
+  // The names in a directory, sorted.
+  static std::vector<std::string> names(const std::string& directory);
+
  protected:
   void SetUp() override;
 
@@ -30,8 +34,6 @@ class ProductSiteTest : public ::testing::Test {
     return root.file("data" + relative);
   }
   void put(const std::string& name, const std::string& bytes);
-  // The names in a directory, sorted.
-  static std::vector<std::string> names(const std::string& directory);
 
   TempDir root;
 
