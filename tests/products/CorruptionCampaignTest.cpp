@@ -10,6 +10,7 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <random>
@@ -144,6 +145,10 @@ TEST_F(CorruptionCampaignTest, EveryFileIsDeletedOrMovedAndStoredRecordsRead) {
     EXPECT_GT(names(bad()).size(), 0u);
     EXPECT_LT(names(bad()).size(), size_t(count));
     EXPECT_GT(sentNotifications().size(), 0u);
+    std::printf("%s: %d files, %zu moved to the bad directory, the rest "
+                "deleted; %zu stations stored\n",
+                product.name, count, names(bad()).size(),
+                sentNotifications().size());
     for (const auto& point : product.pointDirectories)
       expectReadable(data(point.first));
   }
