@@ -19,3 +19,8 @@ void BarTable::corrupted(const TextString& path, const char* line) {
   ZLOG(LogStream::PROBLEM) << "Line corrupted in " << path << " [" << line
                            << "]" << std::endl;
 }
+
+void BarTable::lineError(const TextString& path, const char* line) {
+  ZLOG(LogStream::PROBLEM) << "Line error in " << path << " [" << line << "]"
+                           << std::endl;
+}

@@ -12,19 +12,24 @@
 // newline stays with the last field, so a wanted field is never the last
 // one of a line. `take` gets the fields of each line and answers false
 // for a line it can't use, which ends the reading with the line logged as
-// corrupted; the answer is then false, and what was taken stays.
+// corrupted; the answer is then false, and what was taken stays. A table
+// read with `skipBadLines` logs such a line as an error instead, passes it
+// over and goes on.
 class BarTable {
  public:
   template <class Take>
   static bool read(FILE* file, const TextString& path, int lineLength,
-                   Take take) {
+                   Take take, bool skipBadLines = false) {
     SeqOf<TextString> fields;
     char* line = new char[lineLength];
     bool ok = true;
     while (ok && std::fgets(line, lineLength, file)) {
       if (line[0] == '#') continue;
       split(line, fields);
-      if (!take(fields)) {
+      if (take(fields)) continue;
+      if (skipBadLines) {
+        lineError(path, line);
+      } else {
         corrupted(path, line);
         ok = false;
       }
@@ -39,6 +44,7 @@ class BarTable {
  private:
   static void split(const char* line, SeqOf<TextString>& fields);
   static void corrupted(const TextString& path, const char* line);
+  static void lineError(const TextString& path, const char* line);
 };
 
 #endif  // ZEPH_PRODUCTS_BARTABLE_H_

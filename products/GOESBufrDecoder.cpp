@@ -1,0 +1,4 @@
+#include "GOESBufrDecoder.h"
+
+GOESBufrDecoder::GOESBufrDecoder()
+    : SatelliteSoundingDecoder(kGoesTraits, kGoesFamily) {}

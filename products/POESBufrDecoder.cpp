@@ -1,0 +1,4 @@
+#include "POESBufrDecoder.h"
+
+POESBufrDecoder::POESBufrDecoder()
+    : SatelliteSoundingDecoder(kPoesTraits, kPoesFamily) {}

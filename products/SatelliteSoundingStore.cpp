@@ -1,0 +1,236 @@
+// The store of the satellite sounding decoders: one record for each
+// observation near a site, under the site's id and the observation's
+// minute, and one notification for each distinct minute stored. The
+// netCDF variables come from the template's "tblBname" attributes; only
+// "numLevels" is fixed.
+#include <netcdf.h>
+
+#include <cstring>
+#include <vector>
+
+#include "LogStream.h"
+#include "NetcdfPointData.h"
+#include "SatelliteSoundingDecoder.h"
+#include "Set.h"
+
+namespace {
+
+const char kTimeForm[] = "%h %d %y %T GMT";
+const int kYear = 4001;
+
+}  // namespace
+
+// Every observation is stored as far as it goes; one without a handle
+// makes the answer -1 after the others are stored. Each handle is given
+// back when its observation is written: a handle kept for several gets
+// would leave its file with clients, and a release with clients left
+// doesn't sync, so readers elsewhere wouldn't see the last records.
+int SatelliteSoundingDecoder::store(const SeqOf<AbsTime>& times) {
+  for (int k = 0; k < times.length(); ++k) {
+    ZLOG(LogStream::EVENT) << _family.storing << _siteIds.at(k) << "  "
+                           << times.at(k).format(kTimeForm) << " ......"
+                           << std::endl;
+  }
+  _seen.clear();
+  SeqOf<bool> stored;
+  stored.setLength(times.length());
+  for (int k = 0; k < stored.length(); ++k) stored[k] = false;
+  int result = 1;
+  for (int k = 0; k < _obStart.length(); ++k) {
+    int i = _obStart.at(k);
+    TextString id = _siteIds.at(k);
+    AbsTime time = times.at(k);
+    ZLOG(LogStream::DEBUG) << "index: " << i << ", subset: "
+                           << _decodedValues.at(i).subset() << ", stnid: "
+                           << id << ", time: " << time.format(kTimeForm)
+                           << std::endl;
+    SeqOf<TextString> ids(1, &id);
+    double seconds = static_cast<double>(time.seconds());
+    SeqOf<double> timeList(1, &seconds);
+    long record = 0;
+    bool isNewRecord = false;
+    int* handle = _pointData ? _pointData->getFileHandleAndRecord(
+                                   ids, timeList, record, isNewRecord)
+                             : nullptr;
+    _siteId = id;
+    _lastFile = NetcdfPointData::lastFileTimeStamp();
+    _currentDict = _tblBDict;
+    if (handle == nullptr) {
+      ZLOG(LogStream::PROBLEM) << "No handle for this station info: " << id
+                               << " and time: " << time.format(kTimeForm)
+                               << std::endl;
+      ZLOG(LogStream::PROBLEM) << "No handle for " << id << " for "
+                               << time.format(kTimeForm)
+                               << _family.noHandleEnd << std::endl;
+      result = -1;
+      continue;
+    }
+    _numLvls = _levelCounts.at(k);
+    if (putLevelCount(*handle, record))
+      stored[k] = storeValues(i, *handle, record);
+    _pointData->releaseHandle(handle);
+  }
+  notifyTimes(times, stored);
+  return result;
+}
+
+// The values of an observation, from its latitude to the year of the next
+// one. The answer is that of the last value.
+bool SatelliteSoundingDecoder::storeValues(int start, int ncid, long record) {
+  bool answer = false;
+  for (int v = start; v < _decodedValues.length(); ++v) {
+    if (_decodedValues.at(v).descriptor() == kYear) break;
+    answer = storeValue(v, ncid, record);
+    if (answer) continue;
+    const BufrValues& value = _decodedValues.at(v);
+    TextString name;
+    bool named =
+        ncVarNameForDescriptor(value.descriptor(), name, _currentDict);
+    ZLOG(LogStream::VERBOSE)
+        << "Unable to map netcdf file to descriptor " << value.descriptor()
+        << "(" << (named ? name : TextString("\"\"")) << ")"
+        << ", decoded value=[" << value.value() << "] for " << _siteId
+        << " is undefined in the cdl." << std::endl;
+  }
+  return answer;
+}
+
+bool SatelliteSoundingDecoder::putLevelCount(int ncid, long record) {
+  int varid;
+  int status = nc_inq_varid(ncid, "numLevels", &varid);
+  if (status != NC_NOERR) {
+    ZLOG(LogStream::PROBLEM) << "getVarId (numLevels) error: "
+                             << nc_strerror(status) << std::endl;
+    return false;
+  }
+  size_t index[1] = {static_cast<size_t>(record)};
+  status = nc_put_var1_int(ncid, varid, index, &_numLvls);
+  if (status != NC_NOERR) {
+    ZLOG(LogStream::PROBLEM) << "putLvlCountsNetcdf(), nc_put_var1_int() "
+                             << "error: " << nc_strerror(status) << std::endl;
+    return false;
+  }
+  return true;
+}
+
+// A value with a text is an element of a profile (the profile's name) or a
+// text of its own: a profile is written whole, once for each subset, at
+// its first value.
+bool SatelliteSoundingDecoder::storeValue(int index, int ncid, long record) {
+  const BufrValues& value = _decodedValues.at(index);
+  TextString name;
+  bool named = ncVarNameForDescriptor(value.descriptor(), name, _currentDict);
+  ZLOG(LogStream::DEBUG) << "subset: " << value.subset() << ", dvDescriptor ("
+                         << value.descriptor() << ")= <" << name << "> <"
+                         << value.value() << ">" << std::endl;
+  if (!named) return !value.text().isEmpty();
+  ZLOG(LogStream::DEBUG) << "subset: " << value.subset() << ", dvDescriptor ("
+                         << value.descriptor() << ")= <" << name << "> <"
+                         << value.text() << ">" << std::endl;
+  if (value.text().isEmpty()) {
+    if (insertDecodedValues(ncid, name, record, value)) {
+      ZLOG(LogStream::DEBUG) << "Successful singleton store of " << name
+                             << std::endl;
+    } else {
+      ZLOG(LogStream::PROBLEM) << "Unable to store singleton value for "
+                               << name << std::endl;
+    }
+    return true;
+  }
+  int subset = 0;
+  if (_seen.lookup(value.descriptor(), &subset) && subset == value.subset())
+    return true;
+  _seen.insert(value.descriptor(), value.subset());
+  if (_levelIndex.at(index) != 0) return true;
+  int p = profileIndex(value.text());
+  if (p < 0 || _profileSets[p].length() <= value.subset()) return true;
+  SeqOf<float> profile = _profileSets[p].at(value.subset());
+  if (profile.length() > 0) storeArray(ncid, name, record, profile);
+  return true;
+}
+
+// One value at the start of the record, by the variable's type; a type
+// that none of the products writes is passed over.
+bool SatelliteSoundingDecoder::insertDecodedValues(int ncid,
+                                                   const TextString& name,
+                                                   long record,
+                                                   const BufrValues& value) {
+  int varid, dimensions;
+  nc_type type;
+  int dimensionIds[NC_MAX_VAR_DIMS];
+  int status = nc_inq_varid(ncid, name.chars(), &varid);
+  if (status == NC_NOERR)
+    status = nc_inq_var(ncid, varid, nullptr, &type, &dimensions,
+                        dimensionIds, nullptr);
+  size_t start[3] = {static_cast<size_t>(record), 0, 0};
+  if (status == NC_NOERR) {
+    switch (type) {
+      case NC_INT: {
+        int v = static_cast<int>(value.value());
+        status = nc_put_var1_int(ncid, varid, start, &v);
+        break;
+      }
+      case NC_FLOAT: {
+        float v = value.value();
+        status = nc_put_var1_float(ncid, varid, start, &v);
+        break;
+      }
+      case NC_DOUBLE: {
+        double v = value.value();
+        status = nc_put_var1_double(ncid, varid, start, &v);
+        break;
+      }
+      case NC_CHAR: {
+        if (dimensions < 2) break;
+        size_t length = 0;
+        nc_inq_dimlen(ncid, dimensionIds[dimensions - 1], &length);
+        TextString text = value.text();
+        ZLOG(LogStream::VERBOSE) << name << ", start[0]: " << start[0]
+                                 << ", dataToken: <" << text << ">"
+                                 << std::endl;
+        std::vector<char> row(length, '\0');
+        std::memcpy(row.data(), text.chars(),
+                    text.length() < length ? text.length() : length);
+        size_t count[2] = {1, length};
+        status = nc_put_vara_text(ncid, varid, start, count, row.data());
+        break;
+      }
+      default:
+        break;
+    }
+  }
+  if (status == NC_NOERR) return true;
+  ZLOG(LogStream::PROBLEM) << "insertDecodedValues (" << name
+                           << ") error: " << nc_strerror(status) << std::endl;
+  return false;
+}
+
+bool SatelliteSoundingDecoder::storeArray(int ncid, const TextString& name,
+                                          long record,
+                                          const SeqOf<float>& profile) {
+  ZLOG(LogStream::DEBUG) << "storeArray beginning...." << std::endl;
+  std::vector<float> levels(profile.length());
+  for (int k = 0; k < profile.length(); ++k) levels[k] = profile.at(k);
+  size_t start[3] = {static_cast<size_t>(record), 0, 0};
+  size_t count[3] = {1, levels.size(), 0};
+  int varid;
+  int status = nc_inq_varid(ncid, name.chars(), &varid);
+  if (status == NC_NOERR)
+    status = nc_put_vara_float(ncid, varid, start, count, levels.data());
+  if (status == NC_NOERR) return true;
+  ZLOG(LogStream::PROBLEM) << "storeArray (" << name << ") error: "
+                           << nc_strerror(status) << std::endl;
+  return false;
+}
+
+// One notification for each distinct minute of the file that was stored.
+void SatelliteSoundingDecoder::notifyTimes(const SeqOf<AbsTime>& times,
+                                           const SeqOf<bool>& stored) {
+  Set<long> sent;
+  for (int k = 0; k < times.length(); ++k) {
+    _dataTime = DataTime(times.at(k));
+    if (!stored.at(k) || sent.lookup(times.at(k).seconds())) continue;
+    sent.insert(times.at(k).seconds());
+    sendNotification();
+  }
+}
