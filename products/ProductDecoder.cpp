@@ -190,7 +190,15 @@ bool ProductDecoder::readBufrFile(int index, int count,
     return false;
   }
   struct stat info;
-  if (fstat(fileno(file), &info) != 0 || info.st_size > kLargestFile) {
+  if (fstat(fileno(file), &info) != 0) {
+    int error = errno;
+    ZLOG(LogStream::PROBLEM) << _traits.statRow << path << ": "
+                             << std::strerror(error) << std::endl;
+    std::fclose(file);
+    return false;
+  }
+  // The buffer is sized by the file: nothing larger than a message can be.
+  if (info.st_size > kLargestFile) {
     ZLOG(LogStream::PROBLEM) << "File " << name << " of " << info.st_size
                              << " bytes is larger than a BUFR message can be"
                              << std::endl;
