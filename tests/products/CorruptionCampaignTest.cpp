@@ -19,9 +19,26 @@
 
 #include "ModelBufrDecoder.h"
 #include "ProductSite.h"
+#include "SatelliteSoundingDecoder.h"
 #include "dmNotify.h"
 
 namespace {
+
+// A satellite sounding decoder without the pause between files, which only
+// throttles a feed: a campaign of thousands would wait minutes for it.
+class UnpausedSoundings : public SatelliteSoundingDecoder {
+ public:
+  UnpausedSoundings(const ProductTraits& traits, const SoundingFamily& family)
+      : SatelliteSoundingDecoder(unpaused(traits), family) {}
+
+ private:
+  static const ProductTraits& unpaused(const ProductTraits& traits) {
+    static std::vector<std::unique_ptr<ProductTraits>> copies;
+    copies.emplace_back(new ProductTraits(traits));
+    copies.back()->pauses = false;
+    return *copies.back();
+  }
+};
 
 struct CampaignProduct {
   const char* name;
@@ -38,6 +55,12 @@ std::vector<CampaignProduct> products() {
         {"/point/model/RUC/netcdf", "modelRUC"},
         {"/point/model/AVN/netcdf", "modelAVN"},
         {"/point/model/NGM/netcdf", "modelNGM"}}},
+      {"poes", &kPoesTraits,
+       [] { return new UnpausedSoundings(kPoesTraits, kPoesFamily); }, "poes",
+       {{"/point/POES/netcdf", "poes"}}},
+      {"goes", &kGoesTraits,
+       [] { return new UnpausedSoundings(kGoesTraits, kGoesFamily); }, "goes",
+       {{"/point/GOES/netcdf", "goes"}}},
   };
 }
 
@@ -135,9 +158,10 @@ TEST_F(CorruptionCampaignTest, EveryFileIsDeletedOrMovedAndStoredRecordsRead) {
       snprintf(suffix, sizeof suffix, "_c%05d", i);
       put(source + suffix, corrupt(readBinary(samples + "/" + source), random));
     }
-    std::unique_ptr<ProductDecoder> decoder(product.make());
+    std::unique_ptr<ProductDecoder> decoder;
     {
       StderrCapture quiet;
+      decoder.reset(product.make());  // POES and GOES run the directory here
       decoder->processBufrDirectory();
     }
     // Both fates occur: some harms leave a message that still stores.
