@@ -85,39 +85,16 @@ class ModelDecoderTest : public ProductSiteTest {
     put(as.empty() ? name : as, readBinary(kSamples + name));
   }
 
-  // The values of a record, read with netCDF from the file of a handle.
-  static std::vector<float> readFloats(int ncid, const char* name, long record,
-                                       size_t count) {
-    std::vector<float> out(count, 0);
-    int varid;
-    size_t start[2] = {static_cast<size_t>(record), 0};
-    size_t edge[2] = {1, count};
-    if (nc_inq_varid(ncid, name, &varid) == NC_NOERR)
-      nc_get_vara_float(ncid, varid, start, edge, out.data());
-    return out;
-  }
-
   // Finds the station's record through the index and checks it against
   // what the encoder was given.
   void expectStored(const SampleFile& file, const Sounding& s) {
     SCOPED_TRACE(file.model + " " + s.id);
-    NetcdfPointData* reader = NetcdfPointData::getNetcdfPointData(
-        data("/point/model/" + file.model + "/netcdf").c_str(), false, false);
-    ASSERT_NE(nullptr, reader);
-    AbsTime valid = file.run + s.offset;
-    TimeRange range(valid, 1);
-    SeqOfPtr<int*> handles;
-    ASSERT_TRUE(reader->handlesForId(s.id.c_str(), range, handles));
-    ASSERT_EQ(1, handles.length());
-    SeqOf<int> records;
-    ASSERT_TRUE(reader->recordsOfIdInRange(s.id.c_str(), range, handles[0],
-                                           records));
-    ASSERT_EQ(1, records.length());
-    int ncid = *handles[0];
-    long record = records.at(0);
+    StoredRecord record(data("/point/model/" + file.model + "/netcdf"), s.id,
+                        file.run + s.offset);
+    ASSERT_TRUE(record.found());
     ASSERT_EQ(1u, s.levels.count(7004));
     EXPECT_EQ(float(s.levels.at(7004).size()),
-              readFloats(ncid, "numProfLvls", record, 1)[0]);
+              record.floats("numProfLvls", 1)[0]);
     const struct {
       const char* variable;
       int descriptor;
@@ -128,7 +105,7 @@ class ModelDecoderTest : public ProductSiteTest {
       auto found = s.levels.find(p.descriptor);
       if (found == s.levels.end()) continue;  // all its levels missing
       const std::vector<double>& put = found->second;
-      std::vector<float> got = readFloats(ncid, p.variable, record, put.size());
+      std::vector<float> got = record.floats(p.variable, put.size());
       for (size_t k = 0; k < put.size(); ++k)
         EXPECT_NEAR(put[k], got[k], 1e-5 * std::fabs(put[k]) + 1e-9)
             << p.variable << " level " << k;
@@ -137,10 +114,9 @@ class ModelDecoderTest : public ProductSiteTest {
                                std::make_pair("seaLevelPress", 10051)}) {
       auto put = s.single.find(single.second);
       if (put == s.single.end()) continue;  // missing: the template's fill
-      EXPECT_NEAR(put->second, readFloats(ncid, single.first, record, 1)[0],
+      EXPECT_NEAR(put->second, record.floats(single.first, 1)[0],
                   1e-3);
     }
-    EXPECT_TRUE(reader->releaseHandles(handles));
   }
 };
 
@@ -212,6 +188,8 @@ TEST_F(ModelDecoderTest, EveryFileGetsItsFate) {
   putSample("JUSA41_KWBC_2024032212_NOTLOCAL", "JUSA41_notlocal");
   put("JUSA41_levels", tooManyLevels());
   put("XXXX41_unlisted", good);
+  put("JUSA41_huge", good);
+  fs::resize_file(input() + "/JUSA41_huge", 17 << 20);  // no message is so long
   fs::create_directory(input() + "/JUSA41_directory");
   put("JUSA41_directory/inside", "x");
   ASSERT_EQ(0, symlink("/nonexistent", (input() + "/JUSA41_dangling").c_str()));
@@ -230,8 +208,8 @@ TEST_F(ModelDecoderTest, EveryFileGetsItsFate) {
   // Stored, or nothing to store: deleted. Not listed: left alone.
   EXPECT_EQ(std::vector<std::string>({"XXXX41_unlisted"}), names(input()));
   EXPECT_EQ(std::vector<std::string>({"JUSA41_dangling", "JUSA41_directory",
-                                      "JUSA41_garbage", "JUSA41_levels",
-                                      "JUSA41_truncated"}),
+                                      "JUSA41_garbage", "JUSA41_huge",
+                                      "JUSA41_levels", "JUSA41_truncated"}),
             names(bad()));
   const std::string in = input() + "/";
   for (const std::string& line : std::vector<std::string>{
@@ -250,6 +228,8 @@ TEST_F(ModelDecoderTest, EveryFileGetsItsFate) {
                        "sets for 724030.  Not stored, skipping to next file.\n"),
            "EVENT: Unable to write netcdf data. " + in + "JUSA41_levels",
            std::string("PROBLEM: Only able to read 0 bytes of "),
+           std::string("PROBLEM: File JUSA41_huge of 17825792 bytes is larger "
+                       "than a BUFR message can be\n"),
            "PROBLEM:  stat() failure on file " + in + "JUSA41_dangling: ",
            "EVENT: Unable to stat " + in + "JUSA41_dangling, renamed to "}) {
     EXPECT_NE(std::string::npos, log.find(line)) << line << "\nin\n" << log;
