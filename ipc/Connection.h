@@ -2,6 +2,7 @@
 #define ZEPH_IPC_CONNECTION_H_
 
 #include "IPC_Target.h"
+#include "Set.h"
 
 class SocketConnection;
 
@@ -43,6 +44,21 @@ class Connection {
   static IPC_Target myTarget();
   // Keeps `target` as the process's own; a null target is not kept.
   static void storeMyTarget(const IPC_Target& target);
+  // Makes `target` the process's own through every connection: a server
+  // takes its named target so. An anonymous target is refused, and so is
+  // a target that another process holds; the old target then stays.
+  static bool setProcessTarget(const IPC_Target& target);
+  // Whether any connection has a working socket to `target`.
+  static bool isConnectedAnywhere(const IPC_Target& target);
+  // The traffic of every socket connection since the last report, logged
+  // at DIAG as one text.
+  static void reportStatistics();
+
+  // This host's IPv4 address (network order) by its name; 127.0.0.1 when
+  // that can't be had.
+  static in_addr localAddress();
+  // The connections of the process; null before the first.
+  static const Set<Connection*>* all();
 
  private:
   int _type;

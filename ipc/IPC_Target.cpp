@@ -1,11 +1,18 @@
 #include "IPC_Target.h"
 
 #include <arpa/inet.h>
+#include <netdb.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ostream>
+#include <string>
 
+#include "Dict.h"
+#include "LogStream.h"
 #include "Marshalling.h"
+#include "NamedTargets.h"
 
 namespace {
 
@@ -18,10 +25,105 @@ sockaddr_in inetAddress(unsigned long host, unsigned short port) {
   return address;
 }
 
+// The host's name for the text form, looked up once per address: a log
+// line must not wait on the name service each time.
+TextString hostName(const in_addr& address) {  // NOLINT
+  static Dict<unsigned long, TextString> names(11);
+  TextString name;
+  if (names.lookup(address.s_addr, &name)) return name;
+  hostent* host = gethostbyaddr(&address, sizeof address, AF_INET);
+  name = host && host->h_name ? host->h_name : inet_ntoa(address);
+  names.insert(address.s_addr, name);
+  return name;
+}
+
 }  // namespace
+
+TextString hostNameOf(const in_addr& address) { return hostName(address); }
+
+bool lookUpHost(const char* host, in_addr* address) {
+  in_addr_t dotted = inet_addr(host);
+  if (dotted != INADDR_NONE) {
+    address->s_addr = dotted;
+    return true;
+  }
+  hostent* entry = gethostbyname(host);
+  if (entry == nullptr || entry->h_addrtype != AF_INET ||
+      entry->h_addr_list[0] == nullptr)
+    return false;
+  std::memcpy(address, entry->h_addr_list[0], sizeof *address);
+  return true;
+}
 
 IPC_Target::IPC_Target()
     : _kind(NULL_TARGET), _address(inetAddress(0, 0)), _processId(0) {}
+
+IPC_Target::IPC_Target(const TextString& text, bool complain) : IPC_Target() {
+  if (text == "NULL") return;
+  const char* chars = text.chars();
+  const char* first = std::strchr(chars, '/');
+  const char* second = first ? std::strchr(first + 1, '/') : nullptr;
+  if (second == nullptr) {
+    if (lookupNamedTarget(text, this) || !complain) return;
+    ZLOG(LogStream::PROBLEM)
+        << "Can't name IPC_Target: " << text << std::endl
+        << "Not a known named target defined in ipc.config" << std::endl;
+    return;
+  }
+  std::string host(chars, first - chars);
+  in_addr address;
+  if (!lookUpHost(host.c_str(), &address)) {
+    ZLOG(LogStream::PROBLEM)
+        << "Can't create an IPC target with invalid host: " << host
+        << std::endl
+        << "Check the host entry in /etc/hosts." << std::endl
+        << "Making a null target instead." << std::endl;
+    return;
+  }
+  _kind = ANONYMOUS;
+  _address.sin_addr = address;
+  _address.sin_port =
+      htons(static_cast<unsigned short>(std::strtol(first + 1, nullptr, 0)));
+  _processId = static_cast<int>(std::strtol(second + 1, nullptr, 0));
+}
+
+bool IPC_Target::operator==(const IPC_Target& other) const {
+  if (_kind != other._kind) return false;
+  switch (_kind) {
+    case NULL_TARGET:
+      return true;
+    case NAMED:
+      return _name == other._name;
+    case ANONYMOUS:
+      return _address.sin_addr.s_addr == other._address.sin_addr.s_addr &&
+             _address.sin_port == other._address.sin_port;
+    default:
+      ZLOG(LogStream::BUG)
+          << "IPC_Target::operator== failed.  Bad type." << std::endl;
+      return false;
+  }
+}
+
+bool IPC_Target::operator<(const IPC_Target& other) const {
+  if (_kind != other._kind) return _kind < other._kind;
+  if (_kind == NAMED) return _name < other._name;
+  if (_kind != ANONYMOUS) return false;
+  unsigned long a = ntohl(_address.sin_addr.s_addr);
+  unsigned long b = ntohl(other._address.sin_addr.s_addr);
+  if (a != b) return a < b;
+  return ntohs(_address.sin_port) < ntohs(other._address.sin_port);
+}
+
+unsigned long hashKey(const IPC_Target& target) {
+  switch (target.kind()) {
+    case IPC_Target::NULL_TARGET:
+      return 47;
+    case IPC_Target::NAMED:
+      return target.name().hash();
+    default:
+      return target.address().sin_port ^ target.address().sin_addr.s_addr;
+  }
+}
 
 IPC_Target::IPC_Target(int kind, const sockaddr_in& address,
                        const TextString& name, int processId)
@@ -81,8 +183,8 @@ std::ostream& operator<<(std::ostream& out, const IPC_Target& target) {
     default:
       break;
   }
-  char host[INET_ADDRSTRLEN] = "?";
-  inet_ntop(AF_INET, &target.address().sin_addr, host, sizeof host);
-  return out << host << '/' << ntohs(target.address().sin_port) << '/'
-             << target.processId();
+  char numbers[32];
+  std::snprintf(numbers, sizeof numbers, "/%d/%d",
+                ntohs(target.address().sin_port), target.processId());
+  return out << hostName(target.address().sin_addr) << numbers;
 }

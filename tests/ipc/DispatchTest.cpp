@@ -173,7 +173,7 @@ TEST_F(WaitTest, ReceiverSendsFromInsideADispatch) {
   receiver.then = nullptr;
   EXPECT_EQ(0, waitForMessage(20));
   ASSERT_EQ(1u, replies.received.size());
-  EXPECT_EQ("10 127.0.0.1/5000/4242 0000000400000004646f6e65",
+  EXPECT_EQ("10 " + loopbackName() + "/5000/4242 0000000400000004646f6e65",
             replies.received[0]);
 }
 

@@ -8,8 +8,50 @@
 #include <cstring>
 #include <sstream>
 
+#include "Config.h"
 #include "Dispatcher.h"
 #include "MessageWait.h"
+#include "TestSupport.h"
+
+int freePort() {
+  int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof a;
+  bind(fd, reinterpret_cast<sockaddr*>(&a), size);
+  getsockname(fd, reinterpret_cast<sockaddr*>(&a), &size);
+  close(fd);
+  return ntohs(a.sin_port);
+}
+
+int sinkPort() {
+  static const int port = freePort();
+  return port;
+}
+
+void configureNamedTargets() {
+  static bool done = [] {
+    SeqOf<TextString> triples;
+    std::string port = std::to_string(sinkPort());
+    for (const char* item :
+         {"NOTIFICATION_SERVER", "127.0.0.1", "0x4e21", "IPC_TEST_SINK",
+          "127.0.0.1", port.c_str(), "ELSEWHERE", "nohost.invalid", "1",
+          "HALF", "localhost"})
+      triples.append(item);
+    Config::instance().set("SocketConnection.namedTargets", triples);
+    StderrCapture err;  // the table is filled with its complaints
+    IPC_Target("NOTIFICATION_SERVER");
+    return true;
+  }();
+  (void)done;
+}
+
+std::string loopbackName() {
+  in_addr loopback;
+  loopback.s_addr = htonl(INADDR_LOOPBACK);
+  return hostNameOf(loopback).chars();
+}
 
 std::string hexOf(const char* bytes, unsigned long n) {
   std::string hex;

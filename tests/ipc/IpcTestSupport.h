@@ -9,6 +9,17 @@
 #include "DescriptorEventClient.h"
 #include "Receiver.h"
 
+// What the text form of a target shows for 127.0.0.1: the host's name.
+std::string loopbackName();
+
+// The named targets of the tests, set before the first look-up: a good
+// NOTIFICATION_SERVER at 0x4e21, IPC_TEST_SINK at sinkPort(), ELSEWHERE
+// with a bad host and HALF without its port (both left out).
+void configureNamedTargets();
+int sinkPort();
+// A port on 127.0.0.1 that nobody listens on, for the moment.
+int freePort();
+
 // Bytes as lower-case hex without blanks; blanks in `spaced` are dropped.
 std::string hexOf(const char* bytes, unsigned long n);
 std::string unspaced(const std::string& spaced);

@@ -62,13 +62,13 @@ TEST(SendTest, ThreeAnswersAndTheirLines) {
        kPeer,
        0,
        -1,
-       {"Target: 127.0.0.1/6000/77", "Module: 2", "Type: 10"}},
+       {"Target: " + loopbackName() + "/6000/77", "Module: 2", "Type: 10"}},
       {-2,
        kPeer,
        0,
        -2,
        {"Send of IPC message failed because of a system error! ",
-        "Target: 127.0.0.1/6000/77"}},
+        "Target: " + loopbackName() + "/6000/77"}},
       {0, IPC_Target(), 0, -2, {"Can not send message.  Target is null"}},
       {0,
        kPeer,
@@ -178,10 +178,10 @@ class DispatchBufferTest : public ::testing::Test {
 TEST_F(DispatchBufferTest, TheReceiverOfTheModuleGetsTheArguments) {
   EXPECT_TRUE(dispatch(message("00000030", "00000005")));
   ASSERT_EQ(1u, receiver.received.size());
-  EXPECT_EQ("1 127.0.0.1/5000/4242 0000002a", receiver.received[0]);
+  EXPECT_EQ("1 " + loopbackName() + "/5000/4242 0000002a", receiver.received[0]);
   // A length word shorter than the bytes: the rest isn't the message's.
   EXPECT_TRUE(dispatch(message("0000002c", "00000005") + "ffff"));
-  EXPECT_EQ("1 127.0.0.1/5000/4242 ", receiver.received[1]);
+  EXPECT_EQ("1 " + loopbackName() + "/5000/4242 ", receiver.received[1]);
 }
 
 TEST_F(DispatchBufferTest, MessagesThatLieAreDropped) {

@@ -1,0 +1,317 @@
+// The socket connection of this process with real peers on 127.0.0.1:
+// ipc_peer processes with connections of their own, and raw TCP children
+// that lie, die mid-message or never speak.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "ArgPkg.h"
+#include "Config.h"
+#include "Dispatcher.h"
+#include "IpcTestSupport.h"
+#include "LogStream.h"
+#include "MessageWait.h"
+#include "NamedTargets.h"
+#include "ParameterizedMsg.h"
+#include "SocketConnection.h"
+#include "TestSupport.h"
+
+namespace {
+
+using Echo = ArgPkg2<long, SeqOf<char>>;
+
+// Learns peers from their hello and keeps what module 1 brings.
+class PeerReceiver : public Receiver {
+ public:
+  void receive(const short& type, const IPC_Target& sender, long argLength,
+               char* args) override {
+    if (type == 0 && argLength == 8) {
+      hellos.push_back(sender);
+      return;
+    }
+    answers.push_back(type);
+    if (type == 8) {  // a sink's count and order
+      ArgPkg2<unsigned long, int> counted;
+      counted.quantize(args, args + argLength);
+      sinkCount = static_cast<long>(counted.arg1);
+      sinkInOrder = counted.arg2 == 1;
+      return;
+    }
+    Echo pkg;
+    pkg.quantize(args, args + argLength);
+    echoes.push_back(pkg.arg1);
+  }
+  std::vector<IPC_Target> hellos;
+  std::vector<long> echoes;
+  std::vector<short> answers;
+  long sinkCount = -1;
+  bool sinkInOrder = false;
+};
+
+class SocketTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    configureNamedTargets();
+    SocketConnection::start();
+    static PeerReceiver receiver;
+    Dispatcher::registerReceiver(1, &receiver);
+    Dispatcher::registerReceiver(5, &receiver);
+    peers = &receiver;
+  }
+  void TearDown() override {
+    for (pid_t pid : children) {
+      kill(pid, SIGKILL);
+      waitpid(pid, nullptr, 0);
+    }
+  }
+
+  // Starts ipc_peer and waits for its hello; its standard error goes to
+  // `errFile` when given.
+  IPC_Target spawn(std::vector<std::string> args,
+                   const std::string& errFile = "") {
+    std::ostringstream me;
+    me << Connection::myTarget();
+    args.insert(args.begin(), IPC_PEER);
+    args[2] = me.str();
+    pid_t pid = fork();
+    if (pid == 0) {
+      if (!errFile.empty()) freopen(errFile.c_str(), "w", stderr);
+      std::vector<char*> argv;
+      for (std::string& a : args) argv.push_back(&a[0]);
+      argv.push_back(nullptr);
+      execv(IPC_PEER, argv.data());
+      _exit(127);
+    }
+    children.push_back(pid);
+    size_t known = peers->hellos.size();
+    for (int i = 0; i < 100 && peers->hellos.size() == known; ++i)
+      waitForMessage(1);
+    return peers->hellos.size() > known ? peers->hellos.back() : IPC_Target();
+  }
+
+  // Sends `number` with `bytes` octets and waits for its echo.
+  bool roundTrip(const IPC_Target& peer, long number, int bytes = 8) {
+    SeqOf<char> payload;
+    payload.setLength(bytes);
+    DataCaptMessage message(2, new Echo(number, payload), 0, 1);
+    if (message.send(peer) != 0) return false;
+    size_t known = peers->echoes.size();
+    for (int i = 0; i < 50 && peers->echoes.size() == known; ++i)
+      waitForMessage(1);
+    return peers->echoes.size() > known && peers->echoes.back() == number;
+  }
+
+  static int stop(const IPC_Target& peer) {
+    DataCaptMessage message(9, new ArgPkg0, 0, 1);
+    return message.send(peer);
+  }
+
+  // A child that writes `bytes` raw to this process, then waits `linger`
+  // seconds before it dies.
+  void rawPeer(const std::vector<char>& bytes, int linger) {
+    pid_t pid = fork();
+    if (pid == 0) {
+      int fd = socket(AF_INET, SOCK_STREAM, 0);
+      sockaddr_in a = Connection::myTarget().address();
+      a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+      if (connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0)
+        _exit(1);
+      if (!bytes.empty() && write(fd, bytes.data(), bytes.size()) < 0)
+        _exit(2);
+      sleep(linger);
+      _exit(0);
+    }
+    children.push_back(pid);
+  }
+
+  static PeerReceiver* peers;
+  std::vector<pid_t> children;
+};
+
+PeerReceiver* SocketTest::peers = nullptr;
+
+TEST_F(SocketTest, ExchangeAndTheStatisticsReport) {
+  IPC_Target peer = spawn({"echo", ""});
+  ASSERT_FALSE(peer.isNull());
+  EXPECT_TRUE(Connection::isConnectedAnywhere(peer));
+  for (int bytes : {0, 100, 5000}) EXPECT_TRUE(roundTrip(peer, bytes, bytes));
+  StderrCapture err;
+  Connection::reportStatistics();
+  std::string text = err.text();
+  for (const char* line :
+       {"IPC STATISTICS for ", "No TCP/IP socket connections have been "
+                               "terminated since the last stat report. ",
+        "1 TCP/IP socket connections are currently active. ",
+        "Initiated by connecting process.", "NORMAL PRIORITY CONNECTION",
+        "Sent messages since last stat: 3",
+        "Bytes per message (Avg/Min/Max): 1756/56/5056",
+        // the hello of 52 bytes and the echoes of 0, 100 and 5000 octets
+        "Received messages since last stat: 4",
+        "Bytes per message (Avg/Min/Max): 1330/52/5056",
+        "No connections have used any threads thus far. "})
+    EXPECT_NE(std::string::npos, text.find(line)) << line << " in " << text;
+  EXPECT_EQ(0, stop(peer));
+  waitForMessage(5);  // the peer's end of file
+  StderrCapture again;
+  Connection::reportStatistics();
+  text = again.text();
+  EXPECT_NE(std::string::npos,
+            text.find("1 TCP/IP socket connections have been terminated"));
+  EXPECT_NE(std::string::npos,
+            text.find("There are no active TCP/IP socket connections"));
+}
+
+// Each bad peer is logged and closed; the process goes on serving.
+TEST_F(SocketTest, PeersThatLieOrDieAreClosed) {
+  IPC_Target echo = spawn({"echo", ""});
+  ASSERT_FALSE(echo.isNull());
+  const char* const kBadHeader = "have the proper header. Closing the connection.";
+  const struct {
+    const char* what;
+    std::string hex;
+    const char* line;  // "" when nothing is logged
+  } cases[] = {
+      {"garbage", unspaced("68656c6c 6f20776f 726c6421"), kBadHeader},
+      {"a length word cut short", "0000", kBadHeader},
+      {"a length under the smallest message", "0000002b", kBadHeader},
+      {"a length past any message", "7fffffff", kBadHeader},
+      {"a negative length", "fffffff0", kBadHeader},
+      {"death mid-message", unspaced("00000040 00000002 00000002"),
+       kBadHeader},
+      {"a header that lies about its sender",
+       unspaced("0000002c 00000002 00000002 7f000001 00001388 00001092 "
+                "00000040 00000040 00000001 00000000 00000000"),
+       "does not hold its header"},
+      {"silence", "", ""},
+  };
+  for (const auto& c : cases) {
+    StderrCapture err;
+    rawPeer(bytesOf(c.hex), c.hex.empty() ? 5 : 0);
+    for (int i = 0; i < 5; ++i) waitForMessage(1);
+    std::string text = err.text();
+    if (*c.line)
+      EXPECT_NE(std::string::npos, text.find(c.line)) << c.what << ": " << text;
+    else
+      EXPECT_EQ("", text) << c.what;
+    EXPECT_TRUE(roundTrip(echo, 7)) << c.what;
+  }
+}
+
+TEST_F(SocketTest, UnreachableTargetsAnswerThemselves) {
+  const struct {
+    IPC_Target target;
+    int answer;
+    const char* line;
+  } cases[] = {
+      {IPC_Target::anonymous(0x7f000001, freePort(), 1), -1,
+       "Send of IPC message failed; Target not available."},
+      {IPC_Target("NOT_CONFIGURED"), -2, "Can not send message.  Target is null"},
+  };
+  for (const auto& c : cases) {
+    StderrCapture err;
+    DataCaptMessage message(0, new ArgPkg0);
+    EXPECT_EQ(c.answer, message.send(c.target));
+    EXPECT_NE(std::string::npos, err.text().find(c.line)) << c.line;
+  }
+}
+
+// Until sends have threads of their own, a peer that reads nothing holds
+// the sender for the send time-out; then it is given up.
+TEST_F(SocketTest, APeerThatStopsReadingIsGivenUp) {
+  setSendTimeout({1, 0});
+  IPC_Target stalled = spawn({"stall", ""});
+  IPC_Target echo = spawn({"echo", ""});
+  ASSERT_FALSE(stalled.isNull());
+  SeqOf<char> big;
+  big.setLength(1 << 16);
+  StderrCapture err;
+  auto start = std::chrono::steady_clock::now();
+  int status = 0, sent = 0;
+  while (status == 0 && sent < 1000) {
+    DataCaptMessage message(2, new Echo(sent++, big));
+    status = message.send(stalled);
+  }
+  double seconds = std::chrono::duration<double>(
+                       std::chrono::steady_clock::now() - start)
+                       .count();
+  EXPECT_EQ(-1, status);
+  EXPECT_LT(seconds, 10.0);
+  EXPECT_NE(std::string::npos,
+            err.text().find("Waited 1 seconds for the other end to respond."));
+  EXPECT_TRUE(roundTrip(echo, 3));
+}
+
+// The limit of a third of the descriptors closes idle sockets; the peer
+// goes on answering.
+TEST_F(SocketTest, TheDescriptorLimitClosesIdleSockets) {
+  TempDir dir;
+  IPC_Target crowd = spawn({"crowd", ""}, dir.file("err"));
+  ASSERT_FALSE(crowd.isNull());
+  std::vector<int> idle;
+  for (int i = 0; i < 15; ++i) {
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a = crowd.address();
+    ASSERT_EQ(0, connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a));
+    idle.push_back(fd);
+  }
+  // Each wait of the peer accepts one of them.
+  for (int i = 0; i < 20; ++i) EXPECT_TRUE(roundTrip(crowd, i));
+  EXPECT_EQ(0, stop(crowd));
+  waitpid(children.back(), nullptr, 0);
+  children.pop_back();
+  for (int fd : idle) close(fd);
+  EXPECT_LE(5, countOf(readFile(dir.file("err")),
+                       "Closing a socket to make room for a new connection"));
+}
+
+// 100 000 numbered messages to a named peer that is killed and comes back
+// on its port midway: after the reconnect every message arrives once and
+// in order.
+TEST_F(SocketTest, SoakWithARestartedPeer) {
+  const std::string port = std::to_string(sinkPort());
+  IPC_Target sink("IPC_TEST_SINK");
+  ASSERT_FALSE(spawn({"sink", "", "IPC_TEST_SINK", port}).isNull());
+  {
+    StderrCapture err;  // a process that takes the name now is refused
+    EXPECT_FALSE(Connection::setProcessTarget(sink));
+    EXPECT_NE(std::string::npos,
+              err.text().find("is currently running in another process."));
+    EXPECT_EQ(IPC_Target::ANONYMOUS, Connection::myTarget().kind());
+  }
+  SeqOf<char> payload;
+  payload.setLength(16);
+  long number = 0;
+  for (; number < 50000; ++number) {
+    DataCaptMessage message(3, new Echo(number, payload));
+    ASSERT_EQ(0, message.send(sink)) << number;
+  }
+  kill(children.back(), SIGKILL);
+  waitpid(children.back(), nullptr, 0);
+  children.pop_back();
+  ASSERT_FALSE(spawn({"sink", "", "IPC_TEST_SINK", port}).isNull());
+  long sentAfter = 0;
+  StderrCapture quiet;  // the first sends may find the old socket gone
+  for (; number < 100000; ++number) {
+    DataCaptMessage message(3, new Echo(number, payload));
+    if (message.send(sink) == 0) ++sentAfter;
+  }
+  quiet.text();
+  peers->answers.clear();
+  peers->echoes.clear();
+  ASSERT_EQ(0, stop(sink));
+  for (int i = 0; i < 100 && peers->answers.empty(); ++i) waitForMessage(1);
+  ASSERT_EQ(1u, peers->answers.size());
+  EXPECT_EQ(8, peers->answers[0]);
+  EXPECT_EQ(50000, sentAfter);
+  EXPECT_EQ(sentAfter, peers->sinkCount);
+  EXPECT_TRUE(peers->sinkInOrder);
+}
+
+}  // namespace
