@@ -1,6 +1,8 @@
-// Feeds arbitrary bytes to the reading side of messages: as a whole
-// message to the dispatcher, whose receiver reads the package of the
-// message's type, and to the quantize of every package form directly.
+// Feeds arbitrary bytes to the reading side of messages: as a stream cut
+// into messages by their length words, arriving in pieces of several
+// sizes; as a whole message to the dispatcher, whose receiver reads the
+// package of the message's type; and to the quantize of every package
+// form directly.
 // Whatever the bytes, nothing may read past them or allocate what they
 // claim, and what was read must write back to the bytes it takes.
 #include <cstddef>
@@ -14,6 +16,7 @@
 #include "DataTimeWire.h"
 #include "Dispatcher.h"
 #include "FAC_Receiver.h"
+#include "FrameReader.h"
 #include "LogStream.h"
 #include "Receiver.h"
 
@@ -72,10 +75,39 @@ void setUp() {
   (void)done;
 }
 
+// What a data socket does with its stream: the length word in one read,
+// the rest in pieces, each whole message dispatched, a bad length the end.
+void readStream(const uint8_t* data, size_t size) {
+  static const unsigned long kPieces[] = {1, 3, 17, 256, 4096};
+  FrameReader frame;
+  size_t at = 0;
+  for (unsigned step = 0; at < size; ++step) {
+    if (!frame.midMessage()) {
+      long n = size - at < 4 ? static_cast<long>(size - at) : 4;
+      if (frame.begin(reinterpret_cast<const char*>(data + at), n) ==
+          FrameReader::BAD_HEADER)
+        return;
+      at += n;
+      continue;
+    }
+    unsigned long piece = kPieces[step % 5];
+    if (piece > frame.wanted()) piece = frame.wanted();
+    if (piece > size - at) piece = size - at;
+    std::memcpy(frame.next(), data + at, piece);
+    at += piece;
+    if (frame.advance(piece) == FrameReader::WHOLE) {
+      unsigned long whole;
+      char* message = frame.take(&whole);
+      Dispatcher::doDispatch(message, whole);
+    }
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   setUp();
+  readStream(data, size);
   // Exactly as long as the input, so that a read past it is caught.
   char* message = new char[size > 0 ? size : 1];
   std::memcpy(message, data, size);

@@ -1,5 +1,7 @@
 #include "DataSocket.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -39,7 +41,15 @@ void closeQuietly(int fd) {
   close(fd);
 }
 
+// Each message goes out in one write when it fits: waiting for more to
+// send with it only delays the answer a peer is waiting for.
+void setNoDelay(int fd) {
+  int on = 1;
+  setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
 void setBufferSizes(int fd) {
+  setNoDelay(fd);
   int size = socketBufferSize();
   if (size == 0) return;
   if (setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size) != 0) {
