@@ -27,7 +27,7 @@ ProductDecoder::ProductDecoder(const ProductTraits& traits)
     : _traits(traits),
       _dataDirectory(traits.dataDirectory),
       _badDirectory(traits.badDirectory),
-      _registrationPeriod(0) {
+      _registrationPeriod(traits.registrationPeriod) {
   StaticBufrInfo::instance().makeDataPaths(_dataDirectory, _badDirectory);
 }
 
@@ -37,10 +37,7 @@ TextString ProductDecoder::patternFileName() {
   return TextString(_traits.patternFile);
 }
 
-void ProductDecoder::completeSetUp() {
-  _registrationPeriod = _traits.registrationPeriod;
-  _productName = _traits.productName;
-}
+void ProductDecoder::completeSetUp() { _productName = _traits.productName; }
 
 void ProductDecoder::processBufrDirectory() {
   if (!readyToProcess()) return;

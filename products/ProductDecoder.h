@@ -38,8 +38,10 @@ class ProductDecoder : public BufrDecoder {
   void pauseBetweenFiles(long microseconds);
 
  protected:
-  // The name and period of the product table: a product calls this when
-  // its set-up has come as far as its Part says.
+  // The name of the product table: a product calls this when its set-up
+  // has come as far as its Part says. The period stands from the start: a
+  // decoder whose set-up stopped still answers its product's period, so
+  // that it can't make the process's wait between registrations shorter.
   void completeSetUp();
   // What stands between the name check and the designator's expression:
   // the model and profiler decoders read their source word from the

@@ -264,7 +264,8 @@ TEST_F(ModelDecoderTest, SetUpStopsAtAMissingOrCorruptedTable) {
   {
     StderrCapture err;
     ModelBufrDecoder decoder;
-    EXPECT_EQ(0, decoder.registrationPeriod());
+    EXPECT_EQ(TextString(), decoder.productName());
+    EXPECT_EQ(36000, decoder.registrationPeriod());
     EXPECT_NE(std::string::npos,
               err.text().find("PROBLEM: Unable to initialize station list "
                               "table for decoding.  Can't decode files.\n"));
@@ -278,7 +279,7 @@ TEST_F(ModelDecoderTest, SetUpStopsAtAMissingOrCorruptedTable) {
             "# descriptor|profile|\n7004|PRESSURE|\n\n12101|TEMPERATURE|\n");
   StderrCapture err;
   ModelBufrDecoder decoder;
-  EXPECT_EQ(0, decoder.registrationPeriod());
+  EXPECT_EQ(TextString(), decoder.productName());
   std::string log = err.text();
   EXPECT_NE(std::string::npos, log.find("Line corrupted in "));
   EXPECT_NE(std::string::npos,
