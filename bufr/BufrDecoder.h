@@ -145,8 +145,10 @@ class BufrDecoder {
                 int characterBits);
   bool valueLimitReached(int count);
   // Work is counted in units of about a nanosecond; a value or an operator
-  // is this many.
+  // is this many, and a value that writes a log line (a descriptor missing
+  // from Table B reads nothing and says so) the cost of the line.
   static constexpr long kStepWork = 16;
+  static constexpr long kLoggedValueWork = 2048;
   bool spendWork(long units);
   bool widthInRange(int width, int descriptor);
   void printDecodedValues();

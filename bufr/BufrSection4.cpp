@@ -129,6 +129,7 @@ float BufrDecoder::getStandardValue(int descriptor, TextString& text) {
   if (!StaticBufrInfo::instance().tableBValues(descriptor, values)) {
     ZLOG(LogStream::PROBLEM) << "Code " << descriptor
                              << " does not exist in table B." << std::endl;
+    spendWork(kLoggedValueWork);
     return BufrValues::kNotInTableB;
   }
   const SeqOf<int>& v = values;

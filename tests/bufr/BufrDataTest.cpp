@@ -265,6 +265,16 @@ TEST_F(BufrDataTest, WorkOfOneMessageIsBounded) {
             err.text().find("PROBLEM: Message needs more decoding work than "
                             "its data section allows; giving up\n"));
   EXPECT_LT(decoder->replCounts().length(), 4);  // it stopped early
+
+  // Elements missing from Table B read nothing but each writes its line:
+  // ten thousand of them from two octets of data are too many.
+  BitWriter unknown;
+  unknown.put(10000, 16);
+  StderrCapture err2;
+  EXPECT_FALSE(decode(message({101000, 31002, 62255}, unknown)));
+  EXPECT_GT(10000, countOf(err2.text(), "Code 62255 does not exist"));
+  EXPECT_NE(std::string::npos,
+            err2.text().find("PROBLEM: Message needs more decoding work"));
 }
 
 // Plain numbers of a compressed element are read for most subsets in one
