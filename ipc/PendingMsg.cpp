@@ -18,7 +18,7 @@ PendingMsg::PendingMsg(DataSocket* socket, char* buffer)
 }
 
 void PendingMsg::send(bool quiet) {
-  for (;;) {
+  while (_status == TO_SEND) {
     // Never blocks, and a peer that has gone answers EPIPE, not SIGPIPE.
     ssize_t n = ::send(_socket->descriptor(), _position, _remaining,
                        MSG_NOSIGNAL | MSG_DONTWAIT);
