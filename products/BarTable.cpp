@@ -1,5 +1,7 @@
 #include "BarTable.h"
 
+#include <cstdlib>
+
 #include "LogStream.h"
 #include "StringTokenizer.h"
 
@@ -7,6 +9,21 @@ TextString BarTable::field(const SeqOf<TextString>& fields, int index) {
   TextString text = fields.at(index);
   text.stripTrailingBlanks();
   return text;
+}
+
+bool BarTable::readProfileNames(FILE* file, const TextString& path,
+                                int lineLength, Dict<int, TextString>& names,
+                                bool skipBadLines) {
+  return read(
+      file, path, lineLength,
+      [&names](const SeqOf<TextString>& fields) {
+        if (fields.length() < 2) return false;
+        int descriptor =
+            static_cast<int>(std::strtol(fields.at(0).chars(), nullptr, 10));
+        names.insert(descriptor, field(fields, 1));
+        return true;
+      },
+      skipBadLines);
 }
 
 void BarTable::split(const char* line, SeqOf<TextString>& fields) {

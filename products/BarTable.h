@@ -3,6 +3,7 @@
 
 #include <cstdio>
 
+#include "Dict.h"
 #include "SeqOf.h"
 #include "TextString.h"
 
@@ -40,6 +41,12 @@ class BarTable {
 
   // Trailing blanks dropped.
   static TextString field(const SeqOf<TextString>& fields, int index);
+
+  // A profile table: the descriptor as a decimal number, then the name of
+  // its profile.
+  static bool readProfileNames(FILE* file, const TextString& path,
+                               int lineLength, Dict<int, TextString>& names,
+                               bool skipBadLines = false);
 
  private:
   static void split(const char* line, SeqOf<TextString>& fields);

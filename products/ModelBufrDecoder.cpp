@@ -103,14 +103,8 @@ bool ModelBufrDecoder::readProfileTable() {
         << path << std::endl;
     return false;
   }
-  bool ok = BarTable::read(
-      file, path, kProfileLine, [this](const SeqOf<TextString>& fields) {
-        if (fields.length() < 2) return false;
-        int descriptor =
-            static_cast<int>(std::strtol(fields.at(0).chars(), nullptr, 10));
-        _profDescDict.insert(descriptor, BarTable::field(fields, 1));
-        return true;
-      });
+  bool ok =
+      BarTable::readProfileNames(file, path, kProfileLine, _profDescDict);
   std::fclose(file);
   return ok;
 }

@@ -89,16 +89,7 @@ bool SatelliteSoundingDecoder::readProfileTable() {
         << path << std::endl;
     return false;
   }
-  BarTable::read(
-      file, path, kProfileLine,
-      [this](const SeqOf<TextString>& fields) {
-        if (fields.length() < 2) return false;
-        int descriptor =
-            static_cast<int>(std::strtol(fields.at(0).chars(), nullptr, 10));
-        _profDescDict.insert(descriptor, BarTable::field(fields, 1));
-        return true;
-      },
-      true);
+  BarTable::readProfileNames(file, path, kProfileLine, _profDescDict, true);
   std::fclose(file);
   return true;
 }

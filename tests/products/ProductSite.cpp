@@ -8,8 +8,12 @@
 #include <fstream>
 #include <iterator>
 
+#include <netcdf.h>
+
 #include "BufrEngineState.h"
 #include "InfoFileServer.h"
+#include "NetcdfPointData.h"
+#include "TimeRange.h"
 #include "dmNotify.h"
 
 namespace fs = std::filesystem;
@@ -61,4 +65,31 @@ std::string readBinary(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return std::string((std::istreambuf_iterator<char>(in)),
                      std::istreambuf_iterator<char>());
+}
+
+StoredRecord::StoredRecord(const std::string& directory, const std::string& id,
+                           const AbsTime& time) {
+  _reader = NetcdfPointData::getNetcdfPointData(directory.c_str(), false,
+                                                false);
+  TimeRange range(time, 1);
+  SeqOf<int> records;
+  if (_reader && _reader->handlesForId(id.c_str(), range, _handles) &&
+      _handles.length() == 1 &&
+      _reader->recordsOfIdInRange(id.c_str(), range, _handles[0], records) &&
+      records.length() == 1)
+    _record = records.at(0);
+}
+
+StoredRecord::~StoredRecord() {
+  if (_reader) _reader->releaseHandles(_handles);
+}
+
+std::vector<float> StoredRecord::floats(const char* name, size_t count) const {
+  std::vector<float> out(count, 0);
+  int varid;
+  size_t start[2] = {static_cast<size_t>(_record), 0};
+  size_t edge[2] = {1, count};
+  if (found() && nc_inq_varid(*_handles[0], name, &varid) == NC_NOERR)
+    nc_get_vara_float(*_handles[0], varid, start, edge, out.data());
+  return out;
 }

@@ -6,7 +6,11 @@
 #include <string>
 #include <vector>
 
+class NetcdfPointData;
+
+#include "AbsTime.h"
 #include "ProductTraits.h"
+#include "SeqOfPtr.h"
 #include "TestSupport.h"
 
 // A site under a temporary root, as a decoder process finds one: ZEPH_HOME
@@ -43,5 +47,27 @@ class ProductSiteTest : public ::testing::Test {
 };
 
 std::string readBinary(const std::string& path);
+
+// The one record of an id and time in a point directory, found through the
+// store's index as a reader finds it; its handle is given back when the
+// object goes.
+class StoredRecord {
+ public:
+  StoredRecord(const std::string& directory, const std::string& id,
+               const AbsTime& time);
+  ~StoredRecord();
+  StoredRecord(const StoredRecord&) = delete;
+  StoredRecord& operator=(const StoredRecord&) = delete;
+
+  // Exactly one file and one record in it.
+  bool found() const { return _record >= 0; }
+  // `count` values of a variable from the start of the record.
+  std::vector<float> floats(const char* name, size_t count) const;
+
+ private:
+  NetcdfPointData* _reader = nullptr;
+  SeqOfPtr<int*> _handles;
+  long _record = -1;
+};
 
 #endif  // ZEPH_TESTS_PRODUCTS_PRODUCTSITE_H_

@@ -158,17 +158,6 @@ class SoundingDecoderTest : public ProductSiteTest,
     return obs;
   }
 
-  static std::vector<float> readFloats(int ncid, const char* name,
-                                       long record, size_t count) {
-    std::vector<float> out(count, 0);
-    int varid;
-    size_t start[2] = {static_cast<size_t>(record), 0};
-    size_t edge[2] = {1, count};
-    if (nc_inq_varid(ncid, name, &varid) == NC_NOERR)
-      nc_get_vara_float(ncid, varid, start, edge, out.data());
-    return out;
-  }
-
   // The records of all point files of the family.
   size_t recordCount() {
     size_t total = 0;
@@ -190,23 +179,12 @@ class SoundingDecoderTest : public ProductSiteTest,
   // against what the encoder was given.
   void expectStored(const Observation& ob) {
     SCOPED_TRACE(ob.site + " " + ob.time.format("%Y%m%d %T").chars());
-    NetcdfPointData* reader = NetcdfPointData::getNetcdfPointData(
-        data(family().pointDirectory).c_str(), false, false);
-    ASSERT_NE(nullptr, reader);
-    TimeRange range(ob.time, 1);
-    SeqOfPtr<int*> handles;
-    ASSERT_TRUE(reader->handlesForId(ob.site.c_str(), range, handles));
-    ASSERT_EQ(1, handles.length());
-    SeqOf<int> records;
-    ASSERT_TRUE(reader->recordsOfIdInRange(ob.site.c_str(), range, handles[0],
-                                           records));
-    ASSERT_EQ(1, records.length());
-    int ncid = *handles[0];
-    long record = records.at(0);
+    StoredRecord record(data(family().pointDirectory), ob.site, ob.time);
+    ASSERT_TRUE(record.found());
     size_t levels = ob.levels.count(family().profiles[0].second)
                         ? ob.levels.at(family().profiles[0].second).size()
                         : 0;
-    EXPECT_EQ(float(levels), readFloats(ncid, "numLevels", record, 1)[0]);
+    EXPECT_EQ(float(levels), record.floats("numLevels", 1)[0]);
     // The levels in the order they are stored in.
     std::vector<size_t> order(levels);
     for (size_t k = 0; k < levels; ++k) order[k] = k;
@@ -218,7 +196,7 @@ class SoundingDecoderTest : public ProductSiteTest,
     for (const auto& profile : family().profiles) {
       if (levels == 0) break;
       const std::vector<double>& put = ob.levels.at(profile.second);
-      std::vector<float> got = readFloats(ncid, profile.first, record, levels);
+      std::vector<float> got = record.floats(profile.first, levels);
       for (size_t k = 0; k < levels; ++k)
         EXPECT_NEAR(put[order[k]], got[k], 1e-5 * std::fabs(put[order[k]]))
             << profile.first << " level " << k;
@@ -226,11 +204,10 @@ class SoundingDecoderTest : public ProductSiteTest,
     for (const auto& single : family().singles) {
       auto put = ob.single.find(single.second);
       ASSERT_NE(ob.single.end(), put) << single.first;
-      EXPECT_NEAR(put->second, readFloats(ncid, single.first, record, 1)[0],
+      EXPECT_NEAR(put->second, record.floats(single.first, 1)[0],
                   1e-4 * std::fabs(put->second) + 1e-4)
           << single.first;
     }
-    EXPECT_TRUE(reader->releaseHandles(handles));
   }
 
   void verbose(bool on) {

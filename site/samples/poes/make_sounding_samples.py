@@ -42,7 +42,12 @@ SAMPLES = os.path.dirname(HERE)
 ROOT = os.path.normpath(os.path.join(SAMPLES, "..", ".."))
 SITE_DATA = os.path.join(ROOT, "site", "data")
 EXPECTED_VALUES = os.path.join(ROOT, "tests", "data", "bufr", "expected_values.py")
-MISSING = "-1e100"
+
+# The number forms, the standard atmosphere and the running of tools are
+# the model recipe's.
+sys.path.insert(0, os.path.join(SAMPLES, "model"))
+sys.dont_write_bytecode = True
+from make_model_samples import fmt, run, standard_temperature  # noqa: E402
 
 # Sites: number, id, lat, lon, fifth field, weight, name. None leaves a
 # field and those behind it out of the line. Positions of the sites that
@@ -141,24 +146,6 @@ GOES_FILES = [
         Ob(1.50, -161.00, t(2024, 3, 22, 20, 46, 30), 25, "- far from every site"),
     ]),
 ]
-
-
-def fmt(value, decimals):
-    if value is None:
-        return MISSING
-    if decimals <= 0:
-        step = 10 ** -decimals
-        return str(int(round(value / step)) * step)
-    return "%.*f" % (decimals, value)
-
-
-def standard_temperature(p):
-    """Temperature (K) of the standard atmosphere at pressure p (Pa)."""
-    if p >= 22632.1:
-        return 288.15 * (p / 101325.0) ** 0.190263
-    if p >= 5474.89:
-        return 216.65
-    return 216.65 * (p / 5474.89) ** -0.0292712
 
 
 class Profile:
@@ -299,13 +286,6 @@ def values_writer(out):
         if values:
             out.append("set %s={%s};" % (key, ", ".join(fmt(v, decimals) for v in values)))
     return put
-
-
-def run(args, env, **kw):
-    result = subprocess.run(args, env=env, capture_output=True, text=True, **kw)
-    if result.returncode != 0:
-        sys.exit("%s failed: %s%s" % (" ".join(args), result.stdout, result.stderr))
-    return result.stdout
 
 
 def write_sites(path, sites):
