@@ -26,11 +26,7 @@ class FileSetTest : public PointStoreFixture {
   // Files of these times made from the template as another writer would,
   // without the store's one-second wait.
   void copyTemplate(const std::vector<long>& times) {
-    for (long t : times) {
-      std::string command =
-          "cp '" + dir.file("template") + "' '" + fileOf(t) + "'";
-      ASSERT_EQ(0, system(command.c_str()));
-    }
+    for (long t : times) copyFile(dir.file("template"), fileOf(t));
   }
   static timespec modified(const std::string& path) {
     struct stat status;

@@ -119,21 +119,22 @@ class OpenFile {
 
 // Writes values of one variable from index `start` on (rows of text for a
 // char variable of two dimensions), as a writer in another process would.
-inline void putInts(int ncid, const char* name, size_t start,
-                    const std::vector<int>& values) {
+template <class T>
+void putValues(int ncid, const char* name, size_t start,
+               const std::vector<T>& values,
+               int (*put)(int, int, const size_t*, const size_t*, const T*)) {
   int var = -1;
   size_t count = values.size();
   ASSERT_EQ(NC_NOERR, nc_inq_varid(ncid, name, &var)) << name;
-  ASSERT_EQ(NC_NOERR,
-            nc_put_vara_int(ncid, var, &start, &count, values.data()));
+  ASSERT_EQ(NC_NOERR, put(ncid, var, &start, &count, values.data())) << name;
+}
+inline void putInts(int ncid, const char* name, size_t start,
+                    const std::vector<int>& values) {
+  putValues(ncid, name, start, values, nc_put_vara_int);
 }
 inline void putDoubles(int ncid, const char* name, size_t start,
                        const std::vector<double>& values) {
-  int var = -1;
-  size_t count = values.size();
-  ASSERT_EQ(NC_NOERR, nc_inq_varid(ncid, name, &var)) << name;
-  ASSERT_EQ(NC_NOERR,
-            nc_put_vara_double(ncid, var, &start, &count, values.data()));
+  putValues(ncid, name, start, values, nc_put_vara_double);
 }
 inline void putRows(int ncid, const char* name, size_t row,
                     const std::vector<std::string>& rows) {
@@ -148,14 +149,17 @@ inline void putRows(int ncid, const char* name, size_t row,
 }
 
 // The whole of a variable as read back by plain netCDF calls, for checks
-// that don't go through the store: ints or floats, or the rows of a char
-// variable of two dimensions cut at their first NUL.
-inline std::vector<int> getInts(const std::string& path, const char* name) {
+// that don't go through the store, with the lengths of its dimensions;
+// nothing if the file or the variable can't be read.
+template <class T>
+std::vector<T> getValues(const std::string& path, const char* name,
+                         int (*get)(int, int, T*),
+                         std::vector<size_t>* lengths = nullptr) {
   OpenFile file(path);
   int var = -1;
-  int dims[NC_MAX_VAR_DIMS];
   int rank = 0;
-  std::vector<int> values;
+  int dims[NC_MAX_VAR_DIMS];
+  std::vector<T> values;
   if (nc_inq_varid(file.id(), name, &var) != NC_NOERR ||
       nc_inq_var(file.id(), var, nullptr, nullptr, &rank, dims, nullptr) !=
           NC_NOERR)
@@ -165,48 +169,33 @@ inline std::vector<int> getInts(const std::string& path, const char* name) {
     size_t length = 0;
     nc_inq_dimlen(file.id(), dims[d], &length);
     total *= length;
+    if (lengths != nullptr) lengths->push_back(length);
   }
   values.resize(total);
-  if (total > 0 && nc_get_var_int(file.id(), var, values.data()) != NC_NOERR)
+  if (total > 0 && get(file.id(), var, values.data()) != NC_NOERR)
     values.clear();
   return values;
+}
+inline std::vector<int> getInts(const std::string& path, const char* name) {
+  return getValues<int>(path, name, nc_get_var_int);
 }
 inline std::vector<double> getDoubles(const std::string& path,
                                       const char* name) {
-  OpenFile file(path);
-  int var = -1;
-  size_t records = 0;
-  int dims[NC_MAX_VAR_DIMS];
-  std::vector<double> values;
-  if (nc_inq_varid(file.id(), name, &var) != NC_NOERR ||
-      nc_inq_vardimid(file.id(), var, dims) != NC_NOERR ||
-      nc_inq_dimlen(file.id(), dims[0], &records) != NC_NOERR)
-    return values;
-  values.resize(records);
-  if (records > 0 && nc_get_var_double(file.id(), var, values.data()) != NC_NOERR)
-    values.clear();
-  return values;
+  return getValues<double>(path, name, nc_get_var_double);
 }
+// The rows of a char variable of two dimensions, cut at their first NUL.
 inline std::vector<std::string> getRows(const std::string& path,
                                         const char* name) {
-  OpenFile file(path);
-  int var = -1;
-  int dims[2];
-  size_t rows = 0;
-  size_t width = 0;
-  std::vector<std::string> result;
-  if (nc_inq_varid(file.id(), name, &var) != NC_NOERR ||
-      nc_inq_vardimid(file.id(), var, dims) != NC_NOERR ||
-      nc_inq_dimlen(file.id(), dims[0], &rows) != NC_NOERR ||
-      nc_inq_dimlen(file.id(), dims[1], &width) != NC_NOERR)
-    return result;
-  std::vector<char> text(rows * width + 1, '\0');
-  if (rows > 0 && nc_get_var_text(file.id(), var, text.data()) != NC_NOERR)
-    return result;
-  for (size_t r = 0; r < rows; ++r)
-    result.push_back(std::string(text.data() + r * width,
-                                 strnlen(text.data() + r * width, width)));
-  return result;
+  std::vector<size_t> lengths;
+  std::vector<char> text = getValues<char>(path, name, nc_get_var_text, &lengths);
+  std::vector<std::string> rows;
+  if (lengths.size() != 2 || text.size() != lengths[0] * lengths[1])
+    return rows;
+  for (size_t r = 0; r < lengths[0]; ++r) {
+    const char* row = text.data() + r * lengths[1];
+    rows.push_back(std::string(row, strnlen(row, lengths[1])));
+  }
+  return rows;
 }
 // The first `n` rows of a table read back, the ones its count covers.
 template <class T>

@@ -10,8 +10,10 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "AbsTime.h"
+#include "DataTime.h"
 #include "NetcdfPointData.h"
 #include "PointFileTestSupport.h"
 #include "PointNetcdfFileInfo.h"
@@ -20,6 +22,14 @@
 
 const long kNoon = 1717243200;  // 1 June 2024, 12:00 GMT
 const long kHour = 3600;
+
+// The valid times of an inventory, in seconds.
+inline std::vector<long> validTimes(const SeqOf<DataTime>& times) {
+  std::vector<long> out;
+  for (int i = 0; i < times.length(); ++i)
+    out.push_back(times.at(i).refTime().seconds() + times.at(i).forecast());
+  return out;
+}
 
 class PointStoreFixture : public ::testing::Test {
  protected:
@@ -65,9 +75,21 @@ class PointStoreFixture : public ::testing::Test {
     return s;
   }
 
+  // A copy of a file, as another writer would land it.
+  void copyFile(const std::string& from, const std::string& to) {
+    ASSERT_EQ(0, system(("cp '" + from + "' '" + to + "'").c_str()));
+  }
+  // Stores one observation through a writer of another directory, which
+  // has its template: the files another writer makes.
+  void putIn(const TempDir& other, const std::string& id, long time) {
+    std::unique_ptr<NetcdfPointData> own(writer.release());
+    writer.reset(new NetcdfPointData(other.path().c_str(), true, false));
+    EXPECT_NE(nullptr, put(id, time).handle);
+    writer.reset(own.release());
+  }
   // The path of the file of a time, named as the store names it.
-  std::string fileOf(long time) const {
-    return dir.file(AbsTime(time).format("%Y%m%d_%H%M").chars());
+  std::string fileOf(long time, const TempDir* in = nullptr) const {
+    return (in ? *in : dir).file(AbsTime(time).format("%Y%m%d_%H%M").chars());
   }
 
   TempDir dir;

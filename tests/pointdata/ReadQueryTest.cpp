@@ -15,12 +15,6 @@
 
 namespace {
 
-std::vector<long> validTimes(const SeqOf<DataTime>& times) {
-  std::vector<long> out;
-  for (int i = 0; i < times.length(); ++i)
-    out.push_back(times.at(i).refTime().seconds() + times.at(i).forecast());
-  return out;
-}
 std::vector<long> seconds(const SeqOf<AbsTime>& times) {
   std::vector<long> out;
   for (int i = 0; i < times.length(); ++i) out.push_back(times.at(i).seconds());

@@ -14,22 +14,12 @@
 
 namespace {
 
-std::vector<long> validTimes(const SeqOf<DataTime>& times) {
-  std::vector<long> out;
-  for (int i = 0; i < times.length(); ++i)
-    out.push_back(times.at(i).refTime().seconds() + times.at(i).forecast());
-  return out;
-}
-
 class ReaderFaultTest : public PointStoreFixture {
  protected:
   std::vector<long> exactTimes(NetcdfPointData& r, const char* id = nullptr) {
     SeqOf<DataTime> times;
     EXPECT_TRUE(id ? r.idInventory(id, times, -1) : r.inventory(times, -1));
     return validTimes(times);
-  }
-  void copyFile(const std::string& from, const std::string& to) {
-    ASSERT_EQ(0, system(("cp '" + from + "' '" + to + "'").c_str()));
   }
 };
 
@@ -85,21 +75,8 @@ TEST_F(ReaderFaultTest, AReplacedFileIsReadAgain) {
   EXPECT_EQ(std::vector<long>({kNoon, kNoon + kHour}), validTimes(bins));
   TempDir other;
   copyFile(dir.file("template"), other.file("template"));
-  {
-    NetcdfPointData w(other.path().c_str(), true, false);
-    SeqOf<TextString> ids;
-    ids.append("KAPA");
-    SeqOf<double> times;
-    times.append(kNoon + 300);
-    long record = 0;
-    bool isNew = false;
-    int* h = w.getFileHandleAndRecord(ids, times, record, isNew);
-    ASSERT_NE(nullptr, h);
-    w.releaseHandle(h);
-  }
-  ASSERT_EQ(0, rename(other.file(AbsTime(kNoon).format("%Y%m%d_%H%M").chars())
-                          .c_str(),
-                      fileOf(kNoon).c_str()));
+  putIn(other, "KAPA", kNoon + 300);
+  ASSERT_EQ(0, rename(fileOf(kNoon, &other).c_str(), fileOf(kNoon).c_str()));
   reader.noteNewDataTime(DataTime(AbsTime(kNoon + 300)));
   EXPECT_EQ(std::vector<long>({kNoon + 300, kNoon + kHour + 100}),
             exactTimes(reader));
@@ -113,21 +90,11 @@ TEST_F(ReaderFaultTest, FilesOfAnOlderTemplateAreReadByTheirOwnIndex) {
     form.nBins = 2;
     form.maxStaticIds = 5;
     ASSERT_FALSE(makeNetcdf(old, "template", templateCdl(form)).empty());
-    NetcdfPointData oldWriter(old.path().c_str(), true, false);
-    long record = 0;
-    bool isNew = false;
-    SeqOf<TextString> ids;
-    ids.append("KDEN");
-    SeqOf<double> times;
-    times.append(kNoon - kHour + 2000);
-    int* h = oldWriter.getFileHandleAndRecord(ids, times, record, isNew);
-    ASSERT_NE(nullptr, h);
-    oldWriter.releaseHandle(h);
+    putIn(old, "KDEN", kNoon - kHour + 2000);
   }
   makeWriter();
   put("KDEN", kNoon + 100);
-  copyFile(old.file(AbsTime(kNoon - kHour).format("%Y%m%d_%H%M").chars()),
-           fileOf(kNoon - kHour));
+  copyFile(fileOf(kNoon - kHour, &old), fileOf(kNoon - kHour));
   NetcdfPointData reader(dir.path().c_str(), false, false);
   EXPECT_EQ(std::vector<long>({kNoon - kHour + 2000, kNoon + 100}),
             exactTimes(reader, "KDEN"));

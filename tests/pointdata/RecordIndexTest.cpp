@@ -11,13 +11,11 @@
 #include "DataTime.h"
 #include "NetcdfPointData.h"
 #include "PointFileStructure.h"
-#include "PointFileTestSupport.h"
 #include "PointNetcdfFileInfo.h"
+#include "PointStoreFixture.h"
 #include "TestSupport.h"
 
 namespace {
-
-const long kNoon = 1717243200;  // 1 June 2024, 12:00 GMT
 
 // Four reports of three stations, one in each bin, with the index that a
 // writer leaves. The times carry a fraction that a read cuts.
