@@ -151,14 +151,12 @@ TEST(StopWatchTest, StartStopAndMisuse) {
   EXPECT_TRUE(watch.running());
   volatile double sink = 0;
   for (int i = 0; i < 2000000; ++i) sink = sink + i;
-  EXPECT_GE(watch.elapsedNow(), 0.0);
   watch.stop();
   EXPECT_FALSE(watch.running());
   EXPECT_EQ(1, watch.stopCount());
   EXPECT_GT(watch.elapsed(), 0.0);
   EXPECT_EQ(watch.elapsed(), watch.elapsedNow());
   EXPECT_EQ(watch.elapsed(), watch.totalTime());
-  EXPECT_GE(watch.userTime(), 0.0);
 }
 
 }  // namespace
