@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <regex>
+#include <sstream>
 #include <string>
 
 #include "BufrTestSupport.h"
@@ -117,9 +118,20 @@ TEST(BufrDumpTest, DirectoryOfGoodAndBadFiles) {
       << json.out;
 
   // Both streams in one: no line of one breaks into a line of the other.
+  // Line by line: a regular expression repeated over the whole output
+  // recurses once a line and overflows the stack of a sanitizer build.
   Outcome merged = run(dir.path(), kSite, true);
-  EXPECT_TRUE(has(merged.out, "^((" + dir.path() + "/|  |5 files).*\n)+$"))
-      << merged.out;
+  std::istringstream lines(merged.out);
+  std::string line;
+  int count = 0;
+  while (std::getline(lines, line)) {
+    ++count;
+    EXPECT_TRUE(line.rfind(dir.path() + "/", 0) == 0 ||
+                line.rfind("  ", 0) == 0 || line.rfind("5 files", 0) == 0)
+        << line;
+  }
+  EXPECT_GT(count, 5);
+  EXPECT_EQ('\n', merged.out.back());
 }
 
 TEST(BufrDumpTest, RefusesWithoutTables) {

@@ -1,12 +1,20 @@
-// Runs a directory of model sounding files through the model decoder into
-// a fresh data tree, as the decoder process does, and prints files/s and
-// stations/s. Beside it, in the same run and over the same files, it
-// measures the decoding alone and the store's index alone (finding or
-// making each station's record and releasing its handle, without writing
-// the values), so that the time splits into decoding, index and netCDF
-// writes, the writes being what the whole road costs beyond the other two.
+// Runs directories of product files through their decoders into fresh
+// data trees, as the decoder process does, and prints files/s and
+// stations (or observations)/s.
 //
-//   model_bench [FILES]      (default 320)
+// Model soundings: beside the whole road, in the same run and over the same
+// files, it measures the decoding alone and the store's index alone
+// (finding or making each station's record and releasing its handle,
+// without writing the values), so that the time splits into decoding,
+// index and netCDF writes, the writes being what the whole road costs
+// beyond the other two.
+//
+// POES and GOES soundings: files/s and observations (subsets)/s, without
+// the design's pause of 0.3 s between files, which throttles a feed and
+// would be nearly all of the time.
+//
+//   products_bench [FILES]      (default 320 model files, a quarter as many
+//                                of each satellite family)
 //
 // The files are the sample files of site/samples/model, copied under new
 // names with one of four run minutes in Section 1: four runs of each model,
@@ -29,7 +37,10 @@
 #include "LogStream.h"
 #include "ModelBufrDecoder.h"
 #include "NetcdfPointData.h"
+#include "GOESBufrDecoder.h"
 #include "PlainBufrDecoder.h"
+#include "POESBufrDecoder.h"
+#include "SatelliteSoundingDecoder.h"
 #include "dmNotify.h"
 
 namespace {
@@ -153,6 +164,65 @@ double indexOnly(const std::vector<File>& files, const std::string& root) {
   return seconds;
 }
 
+// The satellite decoders without their pause between files.
+class UnpausedSoundings : public SatelliteSoundingDecoder {
+ public:
+  UnpausedSoundings(const ProductTraits& traits, const SoundingFamily& family)
+      : SatelliteSoundingDecoder(unpaused(traits), family) {}
+
+ private:
+  static const ProductTraits& unpaused(const ProductTraits& traits) {
+    static std::vector<ProductTraits*> copies;
+    copies.push_back(new ProductTraits(traits));
+    copies.back()->pauses = false;
+    return *copies.back();
+  }
+};
+
+// Copies of a family's sample files in its input directory; the set-up of
+// the decoder handles them, as it does what lies there at start.
+void satelliteFamily(const char* name, const char* samples,
+                     const ProductTraits& traits, const SoundingFamily& family,
+                     const char* pointDirectory, const char* templateName,
+                     int count, const std::string& root) {
+  makeSite(root);
+  std::string input = root + "/data" + traits.dataDirectory;
+  fs::create_directories(input);
+  fs::create_directories(root + "/data" + traits.badDirectory);
+  fs::create_directories(root + "/data" + pointDirectory);
+  fs::copy_file(std::string(ZEPH_SITE_TEMPLATES "/") + templateName + ".nc",
+                root + "/data" + pointDirectory + "/template");
+  std::vector<File> sources;
+  for (const auto& entry :
+       fs::directory_iterator(std::string(ZEPH_SOURCE_DIR "/site/samples/") + samples))
+    if (entry.is_regular_file() &&
+        entry.path().filename().string().find('.') == std::string::npos)
+      sources.push_back({entry.path().filename().string(), readAll(entry.path().string())});
+  long observations = 0;
+  PlainBufrDecoder counter;
+  for (int i = 0; i < count && !sources.empty(); ++i) {
+    const File& f = sources[i % sources.size()];
+    char suffix[16];
+    std::snprintf(suffix, sizeof suffix, "_%04d", i);
+    std::ofstream(input + "/" + f.name + suffix, std::ios::binary) << f.bytes;
+    std::vector<unsigned char> buffer = asBuffer(f.bytes);
+    if (counter.decodeMessage(buffer.data(), buffer.size()))
+      observations += counter.subsets();
+  }
+  Clock::time_point start = Clock::now();
+  { UnpausedSoundings decoder(traits, family); }
+  double whole = since(start);
+  int pointFiles = 0;
+  for (const auto& entry : fs::directory_iterator(root + "/data" + pointDirectory))
+    pointFiles += entry.path().filename() != "template";
+  std::printf("\n%s: %d files, %ld observations in %.2f s (no pause between "
+              "files)\n", name, count, observations, whole);
+  std::printf("%.1f files/s, %.1f observations/s; %d point files made, whose "
+              "one-second waits are %.0f %% of the time\n",
+              count / whole, observations / whole, pointFiles,
+              100 * pointFiles / whole);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -202,6 +272,10 @@ int main(int argc, char** argv) {
               pointFiles);
   std::printf("netCDF writes and the rest %6.3f s  %5.1f %%\n", writes,
               100 * writes / whole);
+  satelliteFamily("POES soundings", "poes", kPoesTraits, kPoesFamily,
+                  "/point/POES/netcdf", "poes", (count + 3) / 4, root + "/poes");
+  satelliteFamily("GOES soundings", "goes", kGoesTraits, kGoesFamily,
+                  "/point/GOES/netcdf", "goes", (count + 3) / 4, root + "/goes");
   fs::remove_all(root);
   return left == 0 ? 0 : 1;
 }
