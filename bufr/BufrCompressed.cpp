@@ -175,6 +175,11 @@ bool BufrDecoder::readCompressedColumn(int descriptor, int repetition,
                       LogStream::VERBOSE | LogStream::DEBUG, __FILE__);
   TextString text;
   for (int s = 0; s < _subsets;) {
+    // A text costs what it copies; once the first subset has told whether
+    // the column has texts, they are paid for.
+    if (s == 1 && character && engine.incrementWidth != 0 &&
+        !spendWork(long(characterBits / 8) * _subsets))
+      return false;
     // A character column with increments holds a text in each subset; one
     // without gives every subset the same number and no text.
     if (!oneByOne && s > 0 && s < _subsets - 1 && engine.width != 0) {

@@ -29,7 +29,7 @@ const int kMaxDecodedValues = 2000000;
 // value it gives (a compressed one, for each element), so the bound grows
 // with the data section: a few kilobytes get a few milliseconds' worth,
 // and the largest sound messages stay far inside it.
-const long kBaseWork = 4L * 1000 * 1000;
+const long kBaseWork = 2L * 1000 * 1000;
 const long kWorkPerBit = 16;
 // A count inside a nested group above this fails the message.
 const int kMaxNestedCount = 100;
