@@ -3,7 +3,8 @@
 // run: messages/s, bytes/s and round-trip latency (median, 99th
 // percentile) for messages of 64 octets and of 64 KiB.
 //
-//   ipc_bench [SCALE]     SCALE multiplies the counts (default 1)
+//   ipc_bench [SCALE [SIZE]]   SCALE multiplies the counts (default 1);
+//                              SIZE (64 or 65536) measures that size alone
 #include <arpa/inet.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -216,6 +217,7 @@ int plainConnection(pid_t* child) {
 
 int main(int argc, char** argv) {
   long scale = argc > 1 ? std::max(1L, std::atol(argv[1])) : 1;
+  unsigned long only = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 0;
   pid_t plainChild;
   int plain = plainConnection(&plainChild);
   int toPeer[2];
@@ -238,6 +240,7 @@ int main(int argc, char** argv) {
   } sizes[] = {{64, 100000 * scale, 10000 * scale},
                {65536, 4000 * scale, 1000 * scale}};
   for (const auto& s : sizes) {
+    if (only != 0 && s.size != only) continue;
     Figures floor = measurePlain(plain, s.size, s.count, s.trips);
     Figures ipc = measureConnection(s.size, s.count, s.trips);
     for (const auto& row : {std::make_pair("tcp", floor),

@@ -51,8 +51,9 @@ class EventDispatcher {
   SelectResult selectWrapper(Set<DescriptorEventClient*>& set,
                              timeval* timeout);
 
-  // times() as a counter that wraps at 0x7FFFFFFF, which the timer
-  // arithmetic expects whatever the width of clock_t.
+  // Clock ticks (times() units, monotonic) as a counter that wraps at
+  // 0x7FFFFFFF, which the timer arithmetic expects whatever the
+  // width of clock_t.
   static clock_t ticks();
   static long ticksPerSecond();
 
