@@ -94,18 +94,28 @@ TEST(BufrDumpTest, DirectoryOfGoodAndBadFiles) {
 
   Outcome table = run(dir.path() + " " + dir.file("missing.bufr"));
   EXPECT_EQ(1, table.status);
-  std::string expected = dir.file("a_cut.bufr") + ": FAILED\n  .*\n";
-  expected += "(.*\n)*" + dir.file("b_good.bufr") + ": decoded\n";
-  expected +=
-      "(.*\n)*" + dir.file("c_locked.bufr") + ": " +
-      (locked ? "FAILED\n  cannot read: Permission denied\n" : "decoded\n");
-  expected += "(.*\n)*" + dir.file("d_dangling") + ": FAILED\n  cannot read: ";
-  expected += ".*\n" + dir.file("e_huge.bufr") +
-              ": FAILED\n  33554432 octets: larger than a BUFR message";
-  expected += ".*\n" + dir.file("missing.bufr") + ": FAILED\n  cannot read: ";
-  expected += ".*\n6 files: " + std::string(locked ? "1" : "2") + " decoded, " +
-              (locked ? "5" : "4") + " failed\n$";
-  EXPECT_TRUE(has(table.out, "^" + expected)) << table.out;
+  // In this order, each piece behind the one before; plain searches, since
+  // a regular expression repeated over a decoded table recurses once a
+  // line and overflows the stack of a sanitizer build.
+  const std::string pieces[] = {
+      dir.file("a_cut.bufr") + ": FAILED\n  ",
+      "\n" + dir.file("b_good.bufr") + ": decoded\n",
+      "\n" + dir.file("c_locked.bufr") + ": " +
+          (locked ? "FAILED\n  cannot read: Permission denied\n" : "decoded\n"),
+      "\n" + dir.file("d_dangling") + ": FAILED\n  cannot read: ",
+      "\n" + dir.file("e_huge.bufr") +
+          ": FAILED\n  33554432 octets: larger than a BUFR message",
+      "\n" + dir.file("missing.bufr") + ": FAILED\n  cannot read: ",
+      "\n6 files: " + std::string(locked ? "1" : "2") + " decoded, " +
+          (locked ? "5" : "4") + " failed\n"};
+  size_t at = 0;
+  for (const std::string& piece : pieces) {
+    size_t found = table.out.find(piece, at);
+    ASSERT_NE(std::string::npos, found) << piece << "\nin\n" << table.out;
+    at = found + piece.size();
+  }
+  EXPECT_EQ(0u, table.out.find(pieces[0]));
+  EXPECT_EQ(table.out.size(), at);
   EXPECT_FALSE(has(table.out, "deeper")) << table.out;
   EXPECT_TRUE(has(table.err, dir.file("a_cut.bufr") +
                                  ": PROBLEM: Failed to decode Section"));
