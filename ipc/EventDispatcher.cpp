@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <vector>
 
 #include "DescriptorEventClient.h"
 #include "DispatchEngine.h"
@@ -104,11 +105,20 @@ EventDispatcher::SelectResult EventDispatcher::selectWrapper(
   }
   if (n == 0) return TIMED_OUT;
   // Handlers add and remove clients: go through a copy, and skip whoever
-  // has left the set meanwhile.
-  Set<DescriptorEventClient*> copy(set);
+  // has left the set meanwhile. A process has a few dozen clients, so the
+  // copy is a plain list on the stack, not a second hash table per pass.
+  int count = set.length();
+  DescriptorEventClient* onStack[64];
+  std::vector<DescriptorEventClient*> onHeap;
+  DescriptorEventClient** copy = onStack;
+  if (count > 64) {
+    onHeap.resize(count);
+    copy = onHeap.data();
+  }
+  for (int i = 0; i < count; ++i) copy[i] = set.keyAt(i);
   for (int pass = 0; pass < 2; ++pass) {
-    for (int i = 0; i < copy.length(); ++i) {
-      DescriptorEventClient* client = copy.keyAt(i);
+    for (int i = 0; i < count; ++i) {
+      DescriptorEventClient* client = copy[i];
       if (!set.lookup(client)) continue;
       bool high = client->priority() == 1;
       if (high != (pass == 0)) continue;
