@@ -19,6 +19,7 @@
 #include "DumpPrinter.h"
 #include "LogCapture.h"
 #include "LogStream.h"
+#include "ToolSupport.h"
 #include "PlainBufrDecoder.h"
 #include "StaticBufrInfo.h"
 
@@ -67,21 +68,6 @@ const off_t kMaxFileSize = (off_t(1) << 24) + 4096;
 
 std::string systemReason(const char* what) {
   return std::string(what) + ": " + std::strerror(errno);
-}
-
-// The log of the tool's own process: on the terminal only, and without
-// prefix items, so that a line's category can be told from its start.
-void setUpLog() {
-  // The preferences are read at the first gate; an empty message writes
-  // nothing, and what the preferences set is overridden below.
-  if (!logGate(logStream(), LogStream::LOG_STATUS, "tools/bufrdump", __LINE__))
-    logEnd(logStream());
-  LogStream& log = LogStream::instance();
-  for (LogStream::Sink sink : {LogStream::FILE_SINK, LogStream::COLLECTIVE})
-    log.setFilter(nullptr, nullptr, sink, 0xFFFFFFFF, false);
-  for (unsigned item = LogStream::TIMESTAMP; item <= LogStream::UNIXTIME;
-       item <<= 1)
-    log.setPrefixItem(LogStream::TTY, item, false);
 }
 
 // Writes captured log lines behind the name they belong to. Standard output
@@ -258,7 +244,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "%s", kUsage);
     return EX_USAGE;
   }
-  setUpLog();
+  setUpToolLog("tools/bufrdump");
 
   LogCapture capture;
   capture.begin();

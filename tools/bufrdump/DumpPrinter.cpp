@@ -8,30 +8,13 @@
 #include "BufrDecoder.h"
 #include "StaticBufrInfo.h"
 #include "TableBEntry.h"
+#include "ToolSupport.h"
 
 namespace {
 
 // Long Table B names would push every unit far to the right.
 const size_t kNameColumnLimit = 56;
 
-// JSON text of arbitrary octets: control and non-ASCII octets are written
-// as \u00XX, so that the output is plain ASCII whatever the message held.
-std::string jsonText(const std::string& text) {
-  std::string out = "\"";
-  for (unsigned char c : text) {
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += static_cast<char>(c);
-    } else if (c < 0x20 || c >= 0x7F) {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-      out += escaped;
-    } else {
-      out += static_cast<char>(c);
-    }
-  }
-  return out + "\"";
-}
 
 std::string descriptorText(int descriptor) {
   char text[16];

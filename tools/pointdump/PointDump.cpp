@@ -18,6 +18,7 @@
 #include "DataTime.h"
 #include "LogStream.h"
 #include "NetcdfPointData.h"
+#include "ToolSupport.h"
 #include "PointFileStructure.h"
 #include "PointNetcdfFileInfo.h"
 #include "TimeRange.h"
@@ -47,22 +48,6 @@ const char* const kTimeFormat = "%Y-%m-%d %H:%M:%S";
 
 std::string timeText(long t) { return AbsTime(t).format(kTimeFormat).chars(); }
 
-std::string jsonText(const std::string& s) {
-  std::string out = "\"";
-  for (unsigned char c : s) {
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += static_cast<char>(c);
-    } else if (c < 0x20) {
-      char code[8];
-      snprintf(code, sizeof code, "\\u%04x", c);
-      out += code;
-    } else {
-      out += static_cast<char>(c);
-    }
-  }
-  return out + "\"";
-}
 
 // As many digits as the type holds: a float's seven, else ten.
 std::string numberText(double v, bool isFloat = false) {
@@ -109,17 +94,6 @@ bool parseArguments(int argc, char** argv, Options& o, bool& help) {
   return help || !o.directory.empty();
 }
 
-// The log of the tool's process: on standard error, without prefixes.
-void setUpLog() {
-  if (!logGate(logStream(), LogStream::LOG_STATUS, "tools/pointdump", __LINE__))
-    logEnd(logStream());
-  LogStream& log = LogStream::instance();
-  for (LogStream::Sink sink : {LogStream::FILE_SINK, LogStream::COLLECTIVE})
-    log.setFilter(nullptr, nullptr, sink, 0xFFFFFFFF, false);
-  for (unsigned item = LogStream::TIMESTAMP; item <= LogStream::UNIXTIME;
-       item <<= 1)
-    log.setPrefixItem(LogStream::TTY, item, false);
-}
 
 struct Station {
   std::string id;
@@ -433,6 +407,6 @@ int main(int argc, char** argv) {
     fputs(kHelp, stdout);
     return 0;
   }
-  setUpLog();
+  setUpToolLog("tools/pointdump");
   return run(options);
 }
