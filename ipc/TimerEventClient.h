@@ -4,8 +4,8 @@
 #include <sys/times.h>
 
 // Something the event loop calls back when its time comes. Times are in
-// ticks of times() (EventDispatcher::ticks()), which clock setting doesn't
-// disturb. A timer runs once it is in the dispatcher's timer set and
+// clock ticks of the monotonic clock (EventDispatcher::ticks()), which
+// clock setting doesn't disturb. A timer runs once it is in the dispatcher's timer set and
 // enabled; after each run it is re-armed one interval on, unless its
 // handler disabled it.
 class TimerEventClient {

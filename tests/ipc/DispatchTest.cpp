@@ -275,6 +275,25 @@ TEST(TimerTest, LoopRunsTimersAndDescriptorsUntilStopped) {
   close(fds[1]);
 }
 
+// The tick counter follows the real passing of time, in the unit that
+// ticksPerSecond() gives.
+TEST(TimerTest, TicksCountRealTime) {
+  auto seconds = [](Clock::time_point from, Clock::time_point to) {
+    return std::chrono::duration<double>(to - from).count();
+  };
+  Clock::time_point before0 = Clock::now();
+  clock_t ticks0 = EventDispatcher::ticks();
+  Clock::time_point after0 = Clock::now();
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  Clock::time_point before1 = Clock::now();
+  clock_t ticks1 = EventDispatcher::ticks();
+  Clock::time_point after1 = Clock::now();
+  double perSecond = EventDispatcher::ticksPerSecond();
+  long counted = (ticks1 - ticks0) & TimerEventClient::kDisabled;
+  EXPECT_GE(counted, seconds(after0, before1) * perSecond - 1);
+  EXPECT_LE(counted, seconds(before0, after1) * perSecond + 1);
+}
+
 TEST(TimerTest, UnknownEngineIsReported) {
   StderrCapture err;
   EventDispatcher::instance().start(9);
