@@ -246,15 +246,11 @@ char* quantize(SeqOf<char>& value, char* pos, const char* end) {
     countedReadFailed("xdr_bytes()", limit);
     return behindCount(pos, end);
   }
-  std::vector<char> bytes(count + 1);
-  char* into = bytes.data();
-  u_int read = 0;
-  ItemStream stream(pos, bytesLeft(pos, end), XDR_DECODE);
-  if (xdr_bytes(stream.xdr(), &into, &read, routineLimit(limit)))
-    value = SeqOf<char>(static_cast<int>(read), into);
-  else
-    countedReadFailed("xdr_bytes()", limit);
-  return pos + stream.consumed();
+  // Opaque bytes follow their count as they are, padded to a word, and
+  // the count has been checked: they go from the message straight into
+  // the sequence, without a buffer of the decoder's in between.
+  value = SeqOf<char>(static_cast<int>(count), pos + 4);
+  return pos + 4 + padded(count);
 }
 
 char* serialize(const SeqOf<unsigned char>& value, char* pos) {
