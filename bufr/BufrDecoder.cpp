@@ -253,7 +253,9 @@ unsigned BufrDecoder::peekBits(int n) {
 int BufrDecoder::readSignedBits(int n) {
   unsigned raw = peekBits(n);
   if (n <= 0 || n >= 32) return static_cast<int>(raw);
-  if (raw & (1u << (n - 1))) return static_cast<int>(raw) - (1 << n);
+  // In 64 bits: with n = 31, 1 << n is no int.
+  if (raw & (1u << (n - 1)))
+    return static_cast<int>(static_cast<int64_t>(raw) - (int64_t(1) << n));
   return static_cast<int>(raw);
 }
 

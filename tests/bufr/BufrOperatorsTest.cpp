@@ -95,6 +95,13 @@ TEST_F(BufrOperatorsTest, ChangeReferenceValues) {
       {203010, 63003, 12001, 203255, 63003, 12001, 203000, 63003}, w));
   EXPECT_EQ("63003=99 12001=273.6 63003=100", values());
 
+  // A reference of 31 bits is signed too: all ones is -1.
+  BitWriter wide;
+  wide.putOnes(31);
+  wide.put(100, 10);
+  ASSERT_TRUE(decodeList({203031, 63003, 203255, 63003, 203000}, wide));
+  EXPECT_EQ("63003=99", values());
+
   // Closed by 2 03 000 instead, the elements are read behind their
   // reference bits.
   BitWriter open;
