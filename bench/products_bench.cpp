@@ -228,6 +228,7 @@ void satelliteFamily(const char* name, const char* samples,
 int main(int argc, char** argv) {
   int count = argc > 1 ? std::atoi(argv[1]) : 320;
   if (count < 1) count = 320;
+  recordNotifications(true);
   LogStream& log = LogStream::instance();
   for (int sink = 0; sink < LogStream::NUM_SINKS; ++sink)
     log.setFilter(nullptr, nullptr, LogStream::Sink(sink), 0xFFFFFFFF, false);

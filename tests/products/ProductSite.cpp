@@ -1,6 +1,10 @@
 #include "ProductSite.h"
 
+#include <arpa/inet.h>
 #include <dirent.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 #include <stdlib.h>
 
 #include <algorithm>
@@ -11,14 +15,45 @@
 #include <netcdf.h>
 
 #include "BufrEngineState.h"
+#include "Config.h"
 #include "InfoFileServer.h"
 #include "NetcdfPointData.h"
+#include "SocketConnection.h"
 #include "TimeRange.h"
 #include "dmNotify.h"
 
 namespace fs = std::filesystem;
 
+namespace {
+
+// Notifications go out for real; in these tests nobody listens at the
+// notification server's port, which is one the system just gave back.
+void startNotificationPath() {
+  static bool started = [] {
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    bind(fd, reinterpret_cast<sockaddr*>(&address), size);
+    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
+    close(fd);
+    SeqOf<TextString> triples;
+    triples.append("NOTIFICATION_SERVER");
+    triples.append("127.0.0.1");
+    triples.append(std::to_string(ntohs(address.sin_port)).c_str());
+    Config::instance().set("SocketConnection.namedTargets", triples);
+    SocketConnection::start();
+    recordNotifications(true);
+    return true;
+  }();
+  (void)started;
+}
+
+}  // namespace
+
 void ProductSiteTest::SetUp() {
+  startNotificationPath();
   fs::create_directories(root.file("home/data"));
   for (const auto& entry : fs::directory_iterator(ZEPH_SOURCE_DIR "/site/data"))
     fs::copy_file(entry.path(),
