@@ -59,6 +59,12 @@ class ProductDecoder : public BufrDecoder {
   // Runs processBufrDirectory() at the end of a set-up that read its
   // tables: what lay in the directory before the process started.
   void processLeftOverFiles() { processBufrDirectory(); }
+  // Writes one decoded value at the start of a record, (record, 0, 0), by
+  // the type of the variable: an int truncated, a float, a double, or the
+  // value's text as a row of a char variable; a type that no product
+  // writes is passed over. false, after logging the library's error.
+  static bool insertDecodedValues(int ncid, const TextString& name,
+                                  long record, const BufrValues& value);
 
   const ProductTraits& _traits;
   TextString _dataDirectory;
