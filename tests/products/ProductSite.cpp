@@ -53,7 +53,6 @@ void startNotificationPath() {
 }  // namespace
 
 void ProductSiteTest::SetUp() {
-  startNotificationPath();
   fs::create_directories(root.file("home/data"));
   for (const auto& entry : fs::directory_iterator(ZEPH_SOURCE_DIR "/site/data"))
     fs::copy_file(entry.path(),
@@ -64,6 +63,7 @@ void ProductSiteTest::SetUp() {
   unsetenv("FILE_SERVER_DEFAULT_PATHS");
   resetInfoFileServerForTests();
   BufrEngineState::get().patternCache.clear();
+  startNotificationPath();
   clearSentNotifications();
 }
 
