@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "AcarsBufrDecoder.h"
 #include "ModelBufrDecoder.h"
 #include "ProductSite.h"
 #include "SatelliteSoundingDecoder.h"
@@ -61,6 +62,8 @@ std::vector<CampaignProduct> products() {
       {"goes", &kGoesTraits,
        [] { return new UnpausedSoundings(kGoesTraits, kGoesFamily); }, "goes",
        {{"/point/GOES/netcdf", "goes"}}},
+      {"acars", &kAcarsTraits, [] { return new AcarsBufrDecoder; }, "acars",
+       {{"/point/acars/netcdf", "acars"}}},
   };
 }
 
