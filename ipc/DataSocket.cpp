@@ -48,16 +48,19 @@ void setNoDelay(int fd) {
   setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
-void setBufferSizes(int fd) {
+// `quiet` on a send thread, which can't log.
+void setBufferSizes(int fd, bool quiet = false) {
   setNoDelay(fd);
   int size = socketBufferSize();
   if (size == 0) return;
-  if (setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size) != 0) {
+  if (setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size) != 0 &&
+      !quiet) {
     ZLOG(LogStream::BUG)
         << "setsockopt() failed setting the receive buffer size.  "
         << "Reason: " << std::strerror(errno) << std::endl;
   }
-  if (setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, sizeof size) != 0) {
+  if (setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, sizeof size) != 0 &&
+      !quiet) {
     ZLOG(LogStream::BUG) << "setsockopt() failed setting the send buffer size.  "
                          << "Reason: " << std::strerror(errno) << std::endl;
   }
@@ -96,7 +99,7 @@ DataSocket::DataSocket(const IPC_Target& target, SocketConnection* owner)
     _fd = -1;
     return;
   }
-  ZLOG(LogStream::DEBUG) << "Connected to " << target << " SD: " << _fd
+  ZLOG(LogStream::DEBUG) << "Connected to " << target << " SD: " << _fd.load()
                          << std::endl;
   setUp();
 }
@@ -119,7 +122,7 @@ void DataSocket::setUp() {
   _sent.reset();
   _received.reset();
   touch();
-  _created = _lastUsed;
+  _created = _lastUsed.load();
 }
 
 void DataSocket::touch() {
@@ -134,15 +137,15 @@ DataSocket::~DataSocket() {
   EventDispatcher::instance().removeDescriptor(this);
   if (!_owner->closing()) {
     ZLOG(LogStream::DEBUG) << "Closing the socket to " << _peer
-                           << " SD: " << _fd << std::endl;
+                           << " SD: " << _fd.load() << std::endl;
     const IPC_Target* filter = messageFilter();
     if (filter && *filter == _peer) {
       ZLOG(LogStream::DEBUG) << "Canceling the filter registration"
                              << std::endl;
       cancelMessageFilter();
     }
-    if (_orphanFd != -1) makeOrphanReader(_orphanFd);
-    if (_fd != -1 && isThereDataToRead()) makeOrphanReader(_fd);
+    adoptOrphan();
+    if (_fd != -1 && isThereDataToRead()) makeOrphanReader(_fd.exchange(-1));
   }
   if (_orphanFd != -1) closeQuietly(_orphanFd);
   if (_fd == -1) return;
@@ -154,19 +157,25 @@ DataSocket::~DataSocket() {
   }
 }
 
+// The old socket of a reconnect, if there is one, goes to its own reader.
+// It is taken in one step: a send thread may leave one there at any time.
+void DataSocket::adoptOrphan() {
+  int fd = _orphanFd.exchange(-1);
+  if (fd != -1) makeOrphanReader(fd);
+}
+
 // The partly read message goes with the orphan: it belongs to the old
 // socket, whose rest only that one can read.
-void DataSocket::makeOrphanReader(int& fd) {
+void DataSocket::makeOrphanReader(int fd) {
   ZLOG(LogStream::DEBUG) << "Creating a new object to read an orphaned socket."
                          << " SD: " << fd << std::endl;
   DataSocket* orphan = new ThreadDataSocket(fd, _owner, true, &_frame);
-  fd = -1;
   _owner->addSocket(orphan);
 }
 
 void DataSocket::handleEvent() {
   touch();
-  if (_orphanFd != -1) makeOrphanReader(_orphanFd);
+  adoptOrphan();
   const IPC_Target* filter = messageFilter();
   if (filter && !_peer.isNull() && _peer != *filter) return;
   if (!_frame.midMessage()) {
@@ -174,7 +183,7 @@ void DataSocket::handleEvent() {
     long n = readSocket(word, 4);
     if (n == kAgain) return;
     if (n == 0) {
-      ZLOG(LogStream::DEBUG) << "Connection to " << _peer << " " << _fd
+      ZLOG(LogStream::DEBUG) << "Connection to " << _peer << " " << _fd.load()
                              << " has been closed by the peer." << std::endl;
       _endOfFile = true;
       _owner->removeSocket(this, true);
@@ -212,7 +221,7 @@ long DataSocket::readSocket(char* into, unsigned long n) {
                            << std::endl
                            << "Reason: " << std::strerror(errno) << std::endl
                            << "Target: " << _peer << std::endl
-                           << "SD: " << _fd << std::endl
+                           << "SD: " << _fd.load() << std::endl
                            << "Num Bytes to read: " << n << std::endl;
   return kFailed;
 }
@@ -255,7 +264,7 @@ void DataSocket::learnPeer(char* message, unsigned long size) {
                header.sender.kind() == IPC_Target::ANONYMOUS;
   if (marshallingFailures() == failures && named) {
     _peer = header.sender;
-    ZLOG(LogStream::DEBUG) << "It's official, SD: " << _fd << " connected to "
+    ZLOG(LogStream::DEBUG) << "It's official, SD: " << _fd.load() << " connected to "
                            << _peer << std::endl;
     // Only the two connection numbers there are: a peer can't make more.
     if (header.connectionType == 0 || header.connectionType == 1) {
@@ -288,7 +297,7 @@ int DataSocket::send(int deliveryMode, PendingMsg* pending) {
   touch();
   _sent.add(pending->size());
   if (!hasRunningThread()) pending->send(false);
-  if (_orphanFd != -1) makeOrphanReader(_orphanFd);
+  adoptOrphan();
   if (pending->status() != PendingMsg::TO_SEND) {
     int status = pending->status();
     delete pending;
@@ -325,14 +334,14 @@ void DataSocket::syncWrite(PendingMsg& pending) {
           << "select() failed in DataSocket::syncWrite()" << std::endl
           << "Reason: " << std::strerror(errno) << std::endl
           << "Target: " << _peer << std::endl
-          << "SD: " << _fd << std::endl
+          << "SD: " << _fd.load() << std::endl
           << "Num Bytes for write: " << pending.remaining() << std::endl;
       pending.setStatus(PendingMsg::SYSTEM_ERROR);
     }
   }
 }
 
-bool DataSocket::reconnect(bool quiet) {
+bool DataSocket::reconnect(bool quiet, bool onSendThread) {
   int fd = newSocket();
   if (fd == -1) {
     if (!quiet) {
@@ -354,15 +363,18 @@ bool DataSocket::reconnect(bool quiet) {
     ZLOG(LogStream::DEBUG) << "Reconnect attempt to " << _peer << " succeeded."
                            << std::endl;
   }
-  if (isThereDataToRead()) {
+  if (onSendThread) {
+    int previous = _orphanFd.exchange(_fd);
+    if (previous != -1) closeQuietly(previous);
+  } else if (isThereDataToRead()) {
     if (!quiet) {
       ZLOG(LogStream::DEBUG) << "Reconnect attempt to " << _peer
                              << " succeeded " << std::endl
                              << "but we still have some left over data to read."
                              << std::endl;
     }
-    if (_orphanFd != -1) closeQuietly(_orphanFd);
-    _orphanFd = _fd;
+    int previous = _orphanFd.exchange(_fd);
+    if (previous != -1) closeQuietly(previous);
   } else {
     if (!quiet) {
       ZLOG(LogStream::DEBUG)
@@ -372,9 +384,9 @@ bool DataSocket::reconnect(bool quiet) {
     closeQuietly(_fd);
   }
   _fd = fd;
-  setBufferSizes(_fd);
+  setBufferSizes(fd, onSendThread);
   touch();
-  _created = _lastUsed;
+  _created = _lastUsed.load();
   return true;
 }
 
@@ -393,11 +405,11 @@ void DataSocket::report(std::ostream& out) {
       << (priority() == 1 ? "HIGH PRIORITY CONNECTION"
                           : "NORMAL PRIORITY CONNECTION")
       << std::endl
-      << "Connection created: " << AbsTime(_created).format(kTimeFormat)
+      << "Connection created: " << AbsTime(_created.load()).format(kTimeFormat)
       << ". Initiated by " << (_acceptedHere ? "connecting" : "this")
       << " process." << std::endl
       << "Last time this connection was used: "
-      << AbsTime(_lastUsed).format(kTimeFormat) << std::endl;
+      << AbsTime(_lastUsed.load()).format(kTimeFormat) << std::endl;
   const struct {
     const Traffic& traffic;
     const char* some;

@@ -3,6 +3,7 @@
 
 #include <sys/times.h>
 
+#include <atomic>
 #include <ctime>
 #include <iosfwd>
 
@@ -45,8 +46,11 @@ class DataSocket : public DescriptorEventClient {
 
   // Takes `pending`. Answers its final status, or 0 when it was queued.
   int send(int deliveryMode, PendingMsg* pending);
-  // A new connection to the peer in place of a broken one.
-  bool reconnect(bool quiet);
+  // A new connection to the peer in place of a broken one. A send thread
+  // (`onSendThread`) logs nothing and leaves the reading side to the main
+  // thread: the old socket always goes to an orphan reader, which reads
+  // what may be left on it and ends.
+  bool reconnect(bool quiet, bool onSendThread = false);
   bool isThereDataToRead();
   // Neither sending nor holding input: may be closed to make room.
   bool isIdle() { return !hasRunningThread() && !isThereDataToRead(); }
@@ -77,15 +81,18 @@ class DataSocket : public DescriptorEventClient {
   void badHeader();
   void deliver();
   void learnPeer(char* message, unsigned long size);
-  void makeOrphanReader(int& fd);
+  void adoptOrphan();
+  void makeOrphanReader(int fd);
 
   IPC_Target _peer;
-  int _fd;
+  // A send thread may put a new connection in place of a broken one while
+  // the main thread waits on the socket; these are the fields it changes.
+  std::atomic<int> _fd;
   SocketConnection* _owner;
-  int _orphanFd;
-  clock_t _lastUseTicks;
-  time_t _lastUsed;
-  time_t _created;
+  std::atomic<int> _orphanFd;
+  std::atomic<clock_t> _lastUseTicks;
+  std::atomic<time_t> _lastUsed;
+  std::atomic<time_t> _created;
   FrameReader _frame;
   Traffic _sent;
   Traffic _received;

@@ -23,7 +23,7 @@ void PendingMsg::send(bool quiet) {
     ssize_t n = ::send(_socket->descriptor(), _position, _remaining,
                        MSG_NOSIGNAL | MSG_DONTWAIT);
     if (n < 0 && (errno == EPIPE || errno == ECONNRESET)) {
-      if (!_socket->reconnect(quiet)) {
+      if (!_socket->reconnect(quiet, quiet)) {
         if (!quiet) {
           ZLOG(LogStream::PROBLEM)
               << "Can not reconnect to " << _socket->peer() << std::endl

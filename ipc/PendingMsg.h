@@ -17,10 +17,12 @@ class PendingMsg {
 
   // One write step, never blocking: as much as the socket takes. A peer
   // that has gone is reconnected and the whole message starts again on
-  // the new socket, since the new peer has seen none of it. `quiet` when
-  // no log line may be written (a send thread).
+  // the new socket, since the new peer has seen none of it. `quiet` on a
+  // send thread, where no log line may be written and the reading side of
+  // the socket isn't this thread's.
   void send(bool quiet);
 
+  DataSocket* socket() const { return _socket; }
   int status() const { return _status; }
   void setStatus(int status) { _status = status; }
   unsigned long size() const { return _size; }

@@ -92,6 +92,7 @@ SocketConnection::~SocketConnection() {
     _anonymousSockets.remove(socket);
     delete socket;
   }
+  for (int i = 0; i < _threadStats.length(); ++i) delete _threadStats.valueAt(i);
 }
 
 bool SocketConnection::setMyTarget(const IPC_Target& target) {
@@ -115,10 +116,15 @@ bool SocketConnection::setMyTarget(const IPC_Target& target) {
   return true;
 }
 
+// A socket whose thread is writing belongs to that thread for repairs: it
+// reconnects, or finds the peer gone and closes the socket.
 bool SocketConnection::isConnected(const IPC_Target& target) {
   DataSocket* socket = nullptr;
   if (!_sockets.lookup(target, &socket)) return false;
-  if (socket->peerConnected() || socket->reconnect(true)) return true;
+  if (!socket->isClosed() &&
+      (socket->hasRunningThread() || socket->peerConnected() ||
+       socket->reconnect(true)))
+    return true;
   removeSocket(socket, true);
   return false;
 }
@@ -140,7 +146,9 @@ int SocketConnection::send(const IPC_Target& target, int deliveryMode, int,
   }
   DataSocket* socket = nullptr;
   if (_sockets.lookup(target, &socket)) {
-    if (!socket->peerConnected() && !socket->reconnect(true)) {
+    // A closed socket answers below; one with a thread is the thread's.
+    if (!socket->isClosed() && !socket->hasRunningThread() &&
+        !socket->peerConnected() && !socket->reconnect(true)) {
       removeSocket(socket, true);
       delete[] buffer;
       return -1;
@@ -180,6 +188,15 @@ void SocketConnection::removeSocket(DataSocket* socket, bool destroy) {
   if (_closedSockets.size() == kClosedKept) _closedSockets.pop_front();
   _closedSockets.emplace_back(time(nullptr), socket->peer());
   delete socket;
+}
+
+ThreadStatRec* SocketConnection::threadStats(const IPC_Target& peer) {
+  ThreadStatRec* record = nullptr;
+  if (!_threadStats.lookup(peer, &record)) {
+    record = new ThreadStatRec;
+    _threadStats.insert(peer, record);
+  }
+  return record;
 }
 
 bool SocketConnection::holds(DataSocket* socket) const {
@@ -249,7 +266,7 @@ void SocketConnection::report(std::ostream& out) {
       << "Num Pending" << std::setw(17) << "Bytes Failed"
       << "Last Thread Activity" << std::endl;
   for (int i = 0; i < _threadStats.length(); ++i) {
-    const ThreadStatRec& r = _threadStats.valueAt(i);
+    ThreadStatRec r = ThreadStatRec::snapshot(*_threadStats.valueAt(i));
     std::ostringstream target;
     target << _threadStats.keyAt(i);
     out << std::setw(40) << target.str() << std::setw(17) << r.bytesCompleted

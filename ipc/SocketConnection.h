@@ -43,6 +43,9 @@ class SocketConnection : public Connection {
   // socket deleted.
   void removeSocket(DataSocket* socket, bool destroy);
   bool holds(DataSocket* socket) const;
+  // The send-thread figures of `peer`, made at its first use; they stay
+  // with the connection, for the report, after the socket has gone.
+  ThreadStatRec* threadStats(const IPC_Target& peer);
   bool closing() const { return _closing; }
   // Closes idle sockets of any connection while the IPC descriptors are
   // over a third of what the process may open.
@@ -68,7 +71,7 @@ class SocketConnection : public Connection {
  private:
   static const unsigned kClosedKept = 100;
 
-  Dict<IPC_Target, ThreadStatRec> _threadStats;
+  Dict<IPC_Target, ThreadStatRec*> _threadStats;  // owned
   Dict<IPC_Target, DataSocket*> _sockets;
   Set<DataSocket*> _anonymousSockets;
   AcceptSocket* _acceptSocket;

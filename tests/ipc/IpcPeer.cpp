@@ -6,7 +6,11 @@
 //   ipc_peer stall PARENT         says hello, then reads nothing
 //   ipc_peer sink PARENT NAME PORT  takes the named target NAME at PORT and
 //                                 counts numbered messages, checking order
+//   ipc_peer slow PARENT MILLIS   says hello, reads nothing for MILLIS ms,
+//                                 tells the test so (type 7), then is a sink
 //
+// stall and slow keep their socket buffers small (4 KiB asked), so that a
+// sender's queue builds after a few messages.
 // Each mode first sends a hello (module 5, type 0) to the test, which so
 // learns its target. Type 9 ends it; the sink then answers with type 8:
 // its count and whether every number followed the one before.
@@ -14,7 +18,9 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include "ArgPkg.h"
 #include "Config.h"
@@ -73,8 +79,12 @@ int main(int argc, char** argv) {
     LogStream::instance().setFilter(nullptr, nullptr, LogStream::TTY,
                                     LogStream::DEBUG, true);
   }
-  sink = std::strcmp(mode, "sink") == 0;
-  if (sink) {
+  bool slow = std::strcmp(mode, "slow") == 0;
+  sink = std::strcmp(mode, "sink") == 0 || slow;
+  if (slow || std::strcmp(mode, "stall") == 0)
+    Config::instance().set("SocketBufferSize.numBytes", 16384);
+  if (slow && argc < 4) return 64;
+  if (sink && !slow) {
     if (argc < 5) return 64;
     SeqOf<TextString> triples;
     triples.append(argv[3]);
@@ -83,7 +93,8 @@ int main(int argc, char** argv) {
     Config::instance().set("SocketConnection.namedTargets", triples);
   }
   SocketConnection::start();
-  if (sink && !Connection::setProcessTarget(IPC_Target(argv[3]))) return 1;
+  if (sink && !slow && !Connection::setProcessTarget(IPC_Target(argv[3])))
+    return 1;
   static PeerReceiver receiver;
   Dispatcher::registerReceiver(1, &receiver);
   IPC_Target parent(argv[2]);
@@ -92,6 +103,13 @@ int main(int argc, char** argv) {
   if (std::strcmp(mode, "stall") == 0) {
     sleep(30);
     return 0;
+  }
+  if (slow) {
+    long millis = std::atol(argv[3]);
+    timespec pause = {millis / 1000, millis % 1000 * 1000000};
+    nanosleep(&pause, nullptr);
+    ProcMgmtMsg reading(7, new ArgPkg0, 0, 1);
+    if (reading.send(parent) != 0) return 2;
   }
   while (!done)
     if (waitForMessage(600) != 0) return 3;

@@ -8,7 +8,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <string>
 #include <vector>
 
@@ -18,101 +17,15 @@
 #include "IpcTestSupport.h"
 #include "LogStream.h"
 #include "MessageWait.h"
-#include "NamedTargets.h"
 #include "ParameterizedMsg.h"
+#include "PeerTest.h"
 #include "SocketConnection.h"
 #include "TestSupport.h"
 
 namespace {
 
-using Echo = ArgPkg2<long, SeqOf<char>>;
-
-// Learns peers from their hello and keeps what module 1 brings.
-class PeerReceiver : public Receiver {
- public:
-  void receive(const short& type, const IPC_Target& sender, long argLength,
-               char* args) override {
-    if (type == 0 && argLength == 8) {
-      hellos.push_back(sender);
-      return;
-    }
-    answers.push_back(type);
-    if (type == 8) {  // a sink's count and order
-      ArgPkg2<unsigned long, int> counted;
-      counted.quantize(args, args + argLength);
-      sinkCount = static_cast<long>(counted.arg1);
-      sinkInOrder = counted.arg2 == 1;
-      return;
-    }
-    Echo pkg;
-    pkg.quantize(args, args + argLength);
-    echoes.push_back(pkg.arg1);
-  }
-  std::vector<IPC_Target> hellos;
-  std::vector<long> echoes;
-  std::vector<short> answers;
-  long sinkCount = -1;
-  bool sinkInOrder = false;
-};
-
-class SocketTest : public ::testing::Test {
+class SocketTest : public PeerTest {
  protected:
-  static void SetUpTestSuite() {
-    configureNamedTargets();
-    SocketConnection::start();
-    static PeerReceiver receiver;
-    Dispatcher::registerReceiver(1, &receiver);
-    Dispatcher::registerReceiver(5, &receiver);
-    peers = &receiver;
-  }
-  void TearDown() override {
-    for (pid_t pid : children) {
-      kill(pid, SIGKILL);
-      waitpid(pid, nullptr, 0);
-    }
-  }
-
-  // Starts ipc_peer and waits for its hello; its standard error goes to
-  // `errFile` when given.
-  IPC_Target spawn(std::vector<std::string> args,
-                   const std::string& errFile = "") {
-    std::ostringstream me;
-    me << Connection::myTarget();
-    args.insert(args.begin(), IPC_PEER);
-    args[2] = me.str();
-    pid_t pid = fork();
-    if (pid == 0) {
-      if (!errFile.empty()) freopen(errFile.c_str(), "w", stderr);
-      std::vector<char*> argv;
-      for (std::string& a : args) argv.push_back(&a[0]);
-      argv.push_back(nullptr);
-      execv(IPC_PEER, argv.data());
-      _exit(127);
-    }
-    children.push_back(pid);
-    size_t known = peers->hellos.size();
-    for (int i = 0; i < 100 && peers->hellos.size() == known; ++i)
-      waitForMessage(1);
-    return peers->hellos.size() > known ? peers->hellos.back() : IPC_Target();
-  }
-
-  // Sends `number` with `bytes` octets and waits for its echo.
-  bool roundTrip(const IPC_Target& peer, long number, int bytes = 8) {
-    SeqOf<char> payload;
-    payload.setLength(bytes);
-    DataCaptMessage message(2, new Echo(number, payload), 0, 1);
-    if (message.send(peer) != 0) return false;
-    size_t known = peers->echoes.size();
-    for (int i = 0; i < 50 && peers->echoes.size() == known; ++i)
-      waitForMessage(1);
-    return peers->echoes.size() > known && peers->echoes.back() == number;
-  }
-
-  static int stop(const IPC_Target& peer) {
-    DataCaptMessage message(9, new ArgPkg0, 0, 1);
-    return message.send(peer);
-  }
-
   // A child that writes `bytes` raw to this process, then waits `linger`
   // seconds before it dies.
   void rawPeer(const std::vector<char>& bytes, int linger) {
@@ -130,12 +43,7 @@ class SocketTest : public ::testing::Test {
     }
     children.push_back(pid);
   }
-
-  static PeerReceiver* peers;
-  std::vector<pid_t> children;
 };
-
-PeerReceiver* SocketTest::peers = nullptr;
 
 TEST_F(SocketTest, ExchangeAndTheStatisticsReport) {
   IPC_Target peer = spawn({"echo", ""});
@@ -222,32 +130,6 @@ TEST_F(SocketTest, UnreachableTargetsAnswerThemselves) {
   }
 }
 
-// Until sends have threads of their own, a peer that reads nothing holds
-// the sender for the send time-out; then it is given up.
-TEST_F(SocketTest, APeerThatStopsReadingIsGivenUp) {
-  setSendTimeout({1, 0});
-  IPC_Target stalled = spawn({"stall", ""});
-  IPC_Target echo = spawn({"echo", ""});
-  ASSERT_FALSE(stalled.isNull());
-  SeqOf<char> big;
-  big.setLength(1 << 16);
-  StderrCapture err;
-  auto start = std::chrono::steady_clock::now();
-  int status = 0, sent = 0;
-  while (status == 0 && sent < 1000) {
-    DataCaptMessage message(2, new Echo(sent++, big));
-    status = message.send(stalled);
-  }
-  double seconds = std::chrono::duration<double>(
-                       std::chrono::steady_clock::now() - start)
-                       .count();
-  EXPECT_EQ(-1, status);
-  EXPECT_LT(seconds, 10.0);
-  EXPECT_NE(std::string::npos,
-            err.text().find("Waited 1 seconds for the other end to respond."));
-  EXPECT_TRUE(roundTrip(echo, 3));
-}
-
 // The limit of a third of the descriptors closes idle sockets; the peer
 // goes on answering.
 TEST_F(SocketTest, TheDescriptorLimitClosesIdleSockets) {
@@ -292,9 +174,7 @@ TEST_F(SocketTest, SoakWithARestartedPeer) {
     DataCaptMessage message(3, new Echo(number, payload));
     ASSERT_EQ(0, message.send(sink)) << number;
   }
-  kill(children.back(), SIGKILL);
-  waitpid(children.back(), nullptr, 0);
-  children.pop_back();
+  killNewest();
   ASSERT_FALSE(spawn({"sink", "", "IPC_TEST_SINK", port}).isNull());
   long sentAfter = 0;
   StderrCapture quiet;  // the first sends may find the old socket gone

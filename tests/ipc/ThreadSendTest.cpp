@@ -1,0 +1,227 @@
+// Threaded sends against real peers on 127.0.0.1 with small socket
+// buffers: peers that stop reading for a while, for good, or die with a
+// full queue. The process's threads are counted in /proc/self/task.
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <functional>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "Config.h"
+#include "EventDispatcher.h"
+#include "LogStream.h"
+#include "MessageWait.h"
+#include "NamedTargets.h"
+#include "ParameterizedMsg.h"
+#include "PeerTest.h"
+#include "SocketConnection.h"
+#include "TestSupport.h"
+#include "TimerEventClient.h"
+
+namespace {
+
+int threadCount() {
+  int count = 0;
+  if (DIR* tasks = opendir("/proc/self/task")) {
+    while (dirent* entry = readdir(tasks))
+      if (entry->d_name[0] != '.') ++count;
+    closedir(tasks);
+  }
+  return count;
+}
+
+// A detached thread leaves the task list a moment after it let go of its
+// socket.
+bool threadsBackTo(int count) {
+  for (int i = 0; i < 200 && threadCount() != count; ++i) usleep(10000);
+  return threadCount() == count;
+}
+
+SocketConnection* connection() { return Connection::get(0)->asSocketConnection(); }
+
+DataSocket* socketTo(const IPC_Target& peer) {
+  DataSocket* found = nullptr;
+  connection()->eachSocket([&](DataSocket* s) {
+    if (s->peer() == peer) found = s;
+  });
+  return found;
+}
+
+ThreadStatRec figuresOf(const IPC_Target& peer) {
+  return ThreadStatRec::snapshot(*connection()->threadStats(peer));
+}
+
+// Numbered messages of `bytes` octets in delivery mode 0; true if every
+// send answered 0.
+bool sendNumbered(const IPC_Target& peer, long& number, int count,
+                  int bytes = 1000) {
+  SeqOf<char> payload;
+  payload.setLength(bytes);
+  bool allSent = true;
+  for (int i = 0; i < count; ++i) {
+    DataCaptMessage message(3, new Echo(number++, payload));
+    allSent = message.send(peer) == 0 && allSent;
+  }
+  return allSent;
+}
+
+class Ticker : public TimerEventClient {
+ public:
+  Ticker(int milliseconds, std::function<void()> tick) : _tick(tick) {
+    setPeriod(milliseconds);
+    EventDispatcher::instance().addTimer(this);
+    enable(true);
+  }
+  void handleEvent() override { _tick(); }
+
+ private:
+  std::function<void()> _tick;
+};
+
+class ThreadSendTest : public PeerTest {
+ protected:
+  static void SetUpTestSuite() {
+    Config::instance().set("SocketBufferSize.numBytes", 16384);
+    PeerTest::SetUpTestSuite();
+  }
+  void SetUp() override { base = threadCount(); }
+
+  // Waits until each sink has answered its stop.
+  void awaitSinks(size_t count) {
+    for (int i = 0; i < 300 && peers->sinks.size() < count; ++i)
+      waitForMessage(1);
+  }
+
+  int base = 0;
+};
+
+// The main thread goes on with its timers and other sockets while one peer
+// reads nothing; once it reads again, its queue drains in order and the
+// thread ends.
+TEST_F(ThreadSendTest, AStalledReaderHoldsUpOnlyItsQueue) {
+  IPC_Target slow = spawn({"slow", "", "2000"});
+  IPC_Target echo = spawn({"echo", ""});
+  ASSERT_FALSE(slow.isNull());
+  ASSERT_FALSE(echo.isNull());
+  EventDispatcher& dispatcher = EventDispatcher::instance();
+  long number = 0;
+  int ticksWhileStalled = 0, peakThreads = base;
+  size_t echoesWhileStalled = 0;
+  bool allSent = true, stopped = false;
+  peers->echoes.clear();
+  Ticker ticker(20, [&] {
+    if (peers->resumed.empty()) {
+      ++ticksWhileStalled;
+      allSent = sendNumbered(slow, number, 3) && allSent;
+      DataCaptMessage ping(2, new Echo(number, SeqOf<char>()));
+      allSent = ping.send(echo) == 0 && allSent;
+      peakThreads = std::max(peakThreads, threadCount());
+      echoesWhileStalled = peers->echoes.size();
+    } else if (!stopped) {
+      stopped = stop(slow, 0) == 0;  // behind the queue
+    } else if (!peers->sinks.empty()) {
+      dispatcher.stop();
+    }
+  });
+  Ticker guard(30000, [&] { dispatcher.stop(); });
+  dispatcher.start(0);
+
+  EXPECT_TRUE(allSent);
+  EXPECT_GE(ticksWhileStalled, 10);
+  EXPECT_GE(echoesWhileStalled, 10u);
+  EXPECT_EQ(base + 1, peakThreads);  // the stalled socket's, no other
+  ASSERT_EQ(1u, peers->sinks.size());
+  EXPECT_EQ(number, peers->sinkCount);
+  EXPECT_TRUE(peers->sinkInOrder);
+  EXPECT_TRUE(threadsBackTo(base));
+  ThreadStatRec figures = figuresOf(slow);
+  EXPECT_EQ(0, figures.numPending);
+  EXPECT_EQ(0, figures.bytesPending);
+  EXPECT_EQ(0, figures.bytesFailed);
+  EXPECT_GT(figures.bytesCompleted, 0);
+}
+
+// Each socket has its thread, and only while it has a queue.
+TEST_F(ThreadSendTest, ManySocketsEachWithItsThread) {
+  std::vector<IPC_Target> slow;
+  for (int i = 0; i < 4; ++i) {
+    slow.push_back(spawn({"slow", "", "3000"}));
+    ASSERT_FALSE(slow.back().isNull());
+  }
+  long numbers[4] = {0, 0, 0, 0};
+  for (int i = 0; i < 4; ++i) EXPECT_TRUE(sendNumbered(slow[i], numbers[i], 200));
+  EXPECT_EQ(base + 4, threadCount());
+  for (const IPC_Target& peer : slow) EXPECT_TRUE(socketTo(peer)->hasRunningThread());
+  for (const IPC_Target& peer : slow) EXPECT_EQ(0, stop(peer, 0));
+  awaitSinks(4);
+  ASSERT_EQ(4u, peers->sinks.size());
+  for (const auto& sink : peers->sinks) {
+    EXPECT_EQ(200, sink.first);
+    EXPECT_TRUE(sink.second);
+  }
+  EXPECT_TRUE(threadsBackTo(base));
+}
+
+// A peer that reads nothing: a message that fits starts no thread; the
+// first that doesn't does, and the sends go on at once. At the send
+// time-out the socket is closed; the next send answers -1 and the socket
+// goes, with what was never sent.
+TEST_F(ThreadSendTest, APeerThatReadsNothingIsGivenUp) {
+  setSendTimeout({1, 0});
+  IPC_Target stalled = spawn({"stall", ""});
+  IPC_Target echo = spawn({"echo", ""});
+  ASSERT_FALSE(stalled.isNull());
+  long number = 0;
+  EXPECT_TRUE(sendNumbered(stalled, number, 1, 100));
+  EXPECT_FALSE(socketTo(stalled)->hasRunningThread());
+  EXPECT_TRUE(sendNumbered(stalled, number, 20, 1 << 16));
+  EXPECT_TRUE(socketTo(stalled)->hasRunningThread());
+  EXPECT_TRUE(roundTrip(echo, 3));  // while the queue waits
+  EXPECT_TRUE(threadsBackTo(base));  // the time-out ended the thread
+  EXPECT_TRUE(socketTo(stalled)->isClosed());
+  StderrCapture err;
+  EXPECT_FALSE(sendNumbered(stalled, number, 1));
+  EXPECT_EQ(nullptr, socketTo(stalled));
+  EXPECT_TRUE(std::regex_search(
+      err.text(), std::regex("PROBLEM: [1-9][0-9]* messages were never sent.")))
+      << err.text();
+  EXPECT_TRUE(roundTrip(echo, 4));
+  setSendTimeout({180, 0});
+}
+
+// A socket whose peer dies, or that is closed under its thread, frees its
+// queue and its thread; the figures say what was lost.
+TEST_F(ThreadSendTest, AFullQueueIsFreedWithItsSocket) {
+  const struct {
+    const char* what;
+    bool peerDies;  // else the socket is closed while its thread waits
+  } cases[] = {{"the peer dies", true}, {"the socket is closed", false}};
+  for (const auto& c : cases) {
+    IPC_Target stalled = spawn({"stall", ""});
+    ASSERT_FALSE(stalled.isNull()) << c.what;
+    long number = 0;
+    EXPECT_TRUE(sendNumbered(stalled, number, 20, 1 << 16)) << c.what;
+    EXPECT_EQ(base + 1, threadCount()) << c.what;
+    StderrCapture err;
+    if (c.peerDies) {
+      killNewest();
+      for (int i = 0; i < 50 && socketTo(stalled); ++i) waitForMessage(1);
+    } else {
+      connection()->removeSocket(socketTo(stalled), true);
+    }
+    EXPECT_EQ(nullptr, socketTo(stalled)) << c.what;
+    EXPECT_TRUE(threadsBackTo(base)) << c.what;
+    EXPECT_NE(std::string::npos, err.text().find(" messages were never sent."))
+        << c.what << ": " << err.text();
+    ThreadStatRec figures = figuresOf(stalled);
+    EXPECT_EQ(0, figures.numPending) << c.what;
+    EXPECT_EQ(0, figures.bytesPending) << c.what;
+    EXPECT_GT(figures.bytesFailed, 0) << c.what;
+  }
+}
+
+}  // namespace
