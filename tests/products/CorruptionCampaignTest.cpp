@@ -20,25 +20,30 @@
 #include "AcarsBufrDecoder.h"
 #include "ModelBufrDecoder.h"
 #include "ProductSite.h"
+#include "ProfBufrDecoder.h"
 #include "SatelliteSoundingDecoder.h"
 #include "dmNotify.h"
 
 namespace {
 
-// A satellite sounding decoder without the pause between files, which only
+// A product's traits without the pause between files, which only
 // throttles a feed: a campaign of thousands would wait minutes for it.
+const ProductTraits& unpaused(const ProductTraits& traits) {
+  static std::vector<std::unique_ptr<ProductTraits>> copies;
+  copies.emplace_back(new ProductTraits(traits));
+  copies.back()->pauses = false;
+  return *copies.back();
+}
+
 class UnpausedSoundings : public SatelliteSoundingDecoder {
  public:
   UnpausedSoundings(const ProductTraits& traits, const SoundingFamily& family)
       : SatelliteSoundingDecoder(unpaused(traits), family) {}
+};
 
- private:
-  static const ProductTraits& unpaused(const ProductTraits& traits) {
-    static std::vector<std::unique_ptr<ProductTraits>> copies;
-    copies.emplace_back(new ProductTraits(traits));
-    copies.back()->pauses = false;
-    return *copies.back();
-  }
+class UnpausedProfiler : public ProfBufrDecoder {
+ public:
+  UnpausedProfiler() : ProfBufrDecoder(unpaused(kProfilerTraits)) {}
 };
 
 struct CampaignProduct {
@@ -64,6 +69,10 @@ std::vector<CampaignProduct> products() {
        {{"/point/GOES/netcdf", "goes"}}},
       {"acars", &kAcarsTraits, [] { return new AcarsBufrDecoder; }, "acars",
        {{"/point/acars/netcdf", "acars"}}},
+      {"profiler", &kProfilerTraits, [] { return new UnpausedProfiler; },
+       "profiler",
+       {{"/point/prof/netcdf", "profiler"},
+        {"/point/CAP/netcdf", "profilerCAP"}}},
   };
 }
 
