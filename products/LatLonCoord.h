@@ -1,0 +1,11 @@
+#ifndef ZEPH_PRODUCTS_LATLONCOORD_H_
+#define ZEPH_PRODUCTS_LATLONCOORD_H_
+
+// A position on the globe: latitude, then longitude, in degrees. The
+// records of the wind decoders are known by it, as a station's by its id.
+struct LatLonCoord {
+  float lat;
+  float lon;
+};
+
+#endif  // ZEPH_PRODUCTS_LATLONCOORD_H_
