@@ -18,9 +18,12 @@
 #include <vector>
 
 #include "AcarsBufrDecoder.h"
+#include "BufrEngineState.h"
+#include "HDWBufrDecoder.h"
 #include "ModelBufrDecoder.h"
 #include "ProductSite.h"
 #include "ProfBufrDecoder.h"
+#include "QuikScatBufrDecoder.h"
 #include "SatelliteSoundingDecoder.h"
 #include "dmNotify.h"
 
@@ -73,6 +76,12 @@ std::vector<CampaignProduct> products() {
        "profiler",
        {{"/point/prof/netcdf", "profiler"},
         {"/point/CAP/netcdf", "profilerCAP"}}},
+      {"hdw", &kHdwTraits,
+       [] { return new HDWBufrDecoder(unpaused(kHdwTraits)); }, "hdw",
+       {{"/point/CSW/netcdf", "csw"}}},
+      {"quikscat", &kQuikScatTraits,
+       [] { return new QuikScatBufrDecoder(unpaused(kQuikScatTraits)); },
+       "quikscat", {{"/point/QuikScat/netcdf", "quikscat"}}},
   };
 }
 
@@ -149,6 +158,11 @@ class CorruptionCampaignTest : public ProductSiteTest {};
 
 TEST_F(CorruptionCampaignTest, EveryFileIsDeletedOrMovedAndStoredRecordsRead) {
   const int count = campaignSize();
+  // A harm that names a sequence missing from Table D inside a replication
+  // ends a decoder process; here it fails the message like any other.
+  BufrEngineState& engine = BufrEngineState::get();
+  void (*fatalTableMiss)(int) = engine.fatalTableMiss;
+  engine.fatalTableMiss = [](int) {};
   for (const CampaignProduct& product : products()) {
     SCOPED_TRACE(product.name);
     SetUp();
@@ -188,6 +202,7 @@ TEST_F(CorruptionCampaignTest, EveryFileIsDeletedOrMovedAndStoredRecordsRead) {
     for (const auto& point : product.pointDirectories)
       expectReadable(data(point.first));
   }
+  engine.fatalTableMiss = fatalTableMiss;
 }
 
 }  // namespace
