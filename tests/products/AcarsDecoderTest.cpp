@@ -10,15 +10,12 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
-#include <memory>
 #include <set>
 
 #include "AcarsBufrDecoder.h"
 #include "ExpectedValues.h"
 #include "LogStream.h"
-#include "NetcdfPointData.h"
 #include "ProductSite.h"
-#include "TimeRange.h"
 #include "dmNotify.h"
 
 namespace {
@@ -62,52 +59,6 @@ std::vector<Report> readReports(const std::string& name) {
   return reports;
 }
 
-// The one record of a registration and time, found through the index as a
-// reader finds it.
-class Record {
- public:
-  Record(const std::string& directory, const Report& report) {
-    _reader = NetcdfPointData::getNetcdfPointData(directory.c_str(), false,
-                                                  false);
-    TimeRange range(report.time(), 1);
-    SeqOf<int> records;
-    TextString id = report.id().c_str();
-    if (_reader && _reader->handlesForId(id, range, _handles) &&
-        _handles.length() == 1 &&
-        _reader->recordsOfIdInRange(id, range, _handles[0], records) &&
-        records.length() == 1)
-      _record = records.at(0);
-  }
-  ~Record() {
-    if (_reader) _reader->releaseHandles(_handles);
-  }
-  bool found() const { return _record >= 0; }
-  double number(const char* name) const {
-    int varid;
-    size_t at[1] = {size_t(_record)};
-    double value = NAN;
-    if (nc_inq_varid(*_handles[0], name, &varid) == NC_NOERR)
-      nc_get_var1_double(*_handles[0], varid, at, &value);
-    return value;
-  }
-  std::string text(const char* name) const {
-    int varid, dims[2];
-    size_t length = 0, start[2] = {size_t(_record), 0};
-    if (nc_inq_varid(*_handles[0], name, &varid) != NC_NOERR) return "?";
-    nc_inq_vardimid(*_handles[0], varid, dims);
-    nc_inq_dimlen(*_handles[0], dims[1], &length);
-    std::string value(length, '\0');
-    size_t count[2] = {1, length};
-    nc_get_vara_text(*_handles[0], varid, start, count, &value[0]);
-    return value.substr(0, value.find('\0'));
-  }
-
- private:
-  NetcdfPointData* _reader = nullptr;
-  SeqOfPtr<int*> _handles;
-  long _record = -1;
-};
-
 class AcarsDecoderTest : public ProductSiteTest {
  protected:
   void SetUp() override {
@@ -115,11 +66,11 @@ class AcarsDecoderTest : public ProductSiteTest {
     makeProductDirectories(kAcarsTraits);
     makePointDirectory(kPoint, "acars");
   }
-  void putSample(const std::string& name, const std::string& as = "") {
-    put(as.empty() ? name : as, readBinary(kSamples + name));
+  void putSample(const std::string& name) {
+    put(name, readBinary(kSamples + name));
   }
-  // Runs the input directory once, with the log at `category` and above
-  // (VERBOSE if true) kept.
+  // Runs the input directory once and answers the log, VERBOSE lines too
+  // if asked.
   std::string run(bool verbose = false) {
     setVerbose(verbose);
     StderrCapture err;
@@ -147,24 +98,25 @@ class AcarsDecoderTest : public ProductSiteTest {
                           "/template' '" + root.file("narrow.cdl") + "'";
     ASSERT_EQ(0, system(command.c_str()));
   }
+  // The records of all point files.
   size_t recordCount() {
-    size_t total = 0;
+    size_t total = 0, length = 0;
     for (const std::string& name : names(data(kPoint))) {
       int ncid, dimid;
-      size_t length = 0;
-      if (name == "template") continue;
       std::string path = data(kPoint) + "/" + name;
-      if (nc_open(path.c_str(), NC_NOWRITE, &ncid) != NC_NOERR) continue;
-      if (nc_inq_dimid(ncid, "recNum", &dimid) == NC_NOERR)
-        nc_inq_dimlen(ncid, dimid, &length);
+      if (name == "template" ||
+          nc_open(path.c_str(), NC_NOWRITE, &ncid) != NC_NOERR)
+        continue;
+      if (nc_inq_dimid(ncid, "recNum", &dimid) == NC_NOERR &&
+          nc_inq_dimlen(ncid, dimid, &length) == NC_NOERR)
+        total += length;
       nc_close(ncid);
-      total += length;
     }
     return total;
   }
   void expectStored(const Report& r, const AbsTime& messageTime) {
     SCOPED_TRACE(r.id() + " " + r.time().format("%T").chars());
-    Record record(data(kPoint), r);
+    StoredRecord record(data(kPoint), r.id(), r.time());
     ASSERT_TRUE(record.found());
     EXPECT_EQ(r.time().seconds(), record.number("timeObs"));
     EXPECT_EQ(messageTime.seconds(), record.number("timeMdcrsHdr"));
@@ -315,7 +267,7 @@ TEST_F(AcarsDecoderTest, FlightNumberTooLongForItsVariable) {
   EXPECT_EQ(0, countOf(log, "Unable to store the value ACA875"));
   const std::vector<Report> reports = readReports(kMain);
   for (const Report& r : reports) {
-    Record record(data(kPoint), r);
+    StoredRecord record(data(kPoint), r.id(), r.time());
     ASSERT_TRUE(record.found());
     EXPECT_EQ(r.texts.at(1006).size() <= 6 ? r.texts.at(1006) : "",
               record.text("flight"));

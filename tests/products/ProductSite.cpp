@@ -8,6 +8,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -127,4 +128,26 @@ std::vector<float> StoredRecord::floats(const char* name, size_t count) const {
   if (found() && nc_inq_varid(*_handles[0], name, &varid) == NC_NOERR)
     nc_get_vara_float(*_handles[0], varid, start, edge, out.data());
   return out;
+}
+
+double StoredRecord::number(const char* name) const {
+  int varid;
+  size_t start[2] = {static_cast<size_t>(_record), 0};
+  double value = NAN;
+  if (found() && nc_inq_varid(*_handles[0], name, &varid) == NC_NOERR)
+    nc_get_var1_double(*_handles[0], varid, start, &value);
+  return value;
+}
+
+std::string StoredRecord::text(const char* name) const {
+  int varid, dims[2];
+  size_t length = 0;
+  if (!found() || nc_inq_varid(*_handles[0], name, &varid) != NC_NOERR ||
+      nc_inq_vardimid(*_handles[0], varid, dims) != NC_NOERR ||
+      nc_inq_dimlen(*_handles[0], dims[1], &length) != NC_NOERR)
+    return "?";
+  std::string row(length, '\0');
+  size_t start[2] = {static_cast<size_t>(_record), 0}, edge[2] = {1, length};
+  nc_get_vara_text(*_handles[0], varid, start, edge, &row[0]);
+  return row.substr(0, row.find('\0'));
 }

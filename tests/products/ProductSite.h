@@ -63,6 +63,10 @@ class StoredRecord {
   bool found() const { return _record >= 0; }
   // `count` values of a variable from the start of the record.
   std::vector<float> floats(const char* name, size_t count) const;
+  // The record's value of a variable as a double (NaN without the
+  // variable), and the row of a char variable up to its first NUL.
+  double number(const char* name) const;
+  std::string text(const char* name) const;
 
  private:
   NetcdfPointData* _reader = nullptr;
