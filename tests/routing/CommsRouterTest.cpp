@@ -1,0 +1,213 @@
+// The commsRouter program between real processes on 127.0.0.1: products
+// from productSource and from this process, comms_client processes and
+// this process as clients, restarts of the router and clients that
+// vanish.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "ChildProgram.h"
+#include "CommsMessages.h"
+#include "CommsReqTimer.h"
+#include "CommsSite.h"
+#include "EventDispatcher.h"
+#include "MessageWait.h"
+#include "SocketConnection.h"
+#include "getCommsData.h"
+
+namespace {
+
+std::vector<std::string> ownProducts;
+void keepOwn(TextString* key, long, long, unsigned char*) {
+  ownProducts.push_back(key->chars());
+}
+
+class CommsRouterTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    commsSite();
+    SocketConnection::start();
+  }
+  void SetUp() override { unlink(commsSite().clientsFile().c_str()); }
+
+  std::string log(const std::string& name) const { return _logs.file(name); }
+
+  // Started when it takes connections.
+  std::unique_ptr<ChildProgram> startRouter() {
+    std::unique_ptr<ChildProgram> router(
+        new ChildProgram({COMMS_ROUTER_EXE}, log("router")));
+    for (int i = 0; i < 100 && !listening(); ++i) usleep(50000);
+    return router;
+  }
+  static bool listening() {
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    a.sin_port = htons(commsSite().routerPort);
+    bool up = connect(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0;
+    close(fd);
+    return up;
+  }
+
+  // Started when the router's file holds its pattern.
+  std::unique_ptr<ChildProgram> startClient(const std::string& name,
+                                            const std::string& pattern) {
+    std::unique_ptr<ChildProgram> client(new ChildProgram(
+        {COMMS_CLIENT_EXE, "COMMS_ROUTER", pattern}, log(name)));
+    waitForFile(" " + pattern + "\n");
+    return client;
+  }
+  static bool waitForFile(const std::string& text) {
+    for (int i = 0; i < 100; ++i, usleep(50000))
+      if (readFile(commsSite().clientsFile()).find(text) != std::string::npos)
+        return true;
+    return false;
+  }
+  static bool waitForLog(const std::string& path, const std::string& text) {
+    for (int i = 0; i < 100; ++i, usleep(50000))
+      if (readFile(path).find(text) != std::string::npos) return true;
+    return false;
+  }
+
+  // productSource over files of these headings, named in their order.
+  int feed(const std::vector<std::string>& headings) {
+    TempDir dir;
+    for (size_t i = 0; i < headings.size(); ++i)
+      writeFile(dir.file(std::to_string(10 + i)), product(headings[i]));
+    ChildProgram source({PRODUCT_SOURCE_EXE, "-t", "1", dir.path()},
+                        log("source"));
+    return source.waitExit(20);
+  }
+
+  // The keys a client wrote up to the end product "ZZEND01"; its lines in
+  // `lines` when given.
+  static std::vector<std::string> keysUpToEnd(
+      ChildProgram& client, std::vector<std::string>* lines = nullptr) {
+    std::vector<std::string> written, keys;
+    EXPECT_NE(client.waitFor("ZZEND01 ", 10, &written), "");
+    for (const std::string& line : written) keys.push_back(line.substr(0, 6));
+    if (lines) *lines = written;
+    return keys;
+  }
+
+  TempDir _logs;
+};
+
+TEST_F(CommsRouterTest, AProductReachesEveryMatchingClientOnceAndNoOther) {
+  auto router = startRouter();
+  auto models = startClient("a", "^JUS[AB]|^ZZEND");
+  auto sats = startClient("b", "^IU[TS]|^ZZEND");
+  auto mixed = startClient("c", "IUAX|IUAA|JUT|ZZEND");
+  auto most = startClient("d", "^[IJ]U|^ZZEND");
+  auto none = startClient("e", "(");
+  EXPECT_EQ(feed({"JUSA41 KWBC", "JUSB51 KWBC", "JUSC61 KWBC", "IUTX01 KNES",
+                  "IUSA11 KNES", "IUAX01 KWBC", "JUTX01 KNES", "IUPT01 KBOU",
+                  "ISXX01 KNES", "SAUS70 KWBC", "ZZEND01 X"}),
+            0);
+  std::vector<std::string> lines;
+  EXPECT_EQ(keysUpToEnd(*models, &lines),
+            (std::vector<std::string>{"JUSA41", "JUSB51"}));
+  EXPECT_EQ(keysUpToEnd(*sats), (std::vector<std::string>{"IUTX01", "IUSA11"}));
+  EXPECT_EQ(keysUpToEnd(*mixed), (std::vector<std::string>{"IUAX01", "JUTX01"}));
+  EXPECT_EQ(keysUpToEnd(*most),
+            (std::vector<std::string>{"JUSA41", "JUSB51", "JUSC61", "IUTX01",
+                                      "IUSA11", "IUAX01", "JUTX01", "IUPT01"}));
+  std::string line;
+  EXPECT_FALSE(none->readLine(&line, 0.3)) << line;
+  // Tags count from 1 in the order of the files; the bytes arrive whole.
+  std::string first = product("JUSA41 KWBC");
+  unsigned long sum = 0;
+  for (unsigned char c : first) sum += c;
+  std::string entry = "JUSA41 1 " + std::to_string(first.size());
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines[0], entry + " " + std::to_string(sum));
+  EXPECT_NE(readFile(log("router")).find("NCF_ENTRY LDMMsg: " + entry),
+            std::string::npos);
+  EXPECT_EQ(countOf(readFile(log("router")),
+                    "NCF_FAIL Couldn't find key in LDM msg:"), 1);
+  EXPECT_EQ(linesWith(commsSite().clientsFile(), " ").size(), 5u);
+}
+
+TEST_F(CommsRouterTest, ClientsOutliveARestartAndVanishedOnesAreDropped) {
+  auto router = startRouter();
+  auto models = startClient("a", "^JUS|^ZZEND");
+  auto sats = startClient("b", "^IU|^ZZEND");
+  auto winds = startClient("c", "^IS|^ZZEND");
+  winds->stop(SIGKILL);
+  router->stop(SIGKILL);
+  EXPECT_EQ(linesWith(commsSite().clientsFile(), "ZZEND").size(), 3u);
+  router = startRouter();
+  EXPECT_TRUE(waitForLog(log("a"), "CommsRouter has restarted."));
+  EXPECT_TRUE(waitForLog(log("b"), "CommsRouter has restarted."));
+  EXPECT_NE(readFile(log("router")).find("Reconnecting to registered clients."),
+            std::string::npos);
+  EXPECT_EQ(linesWith(commsSite().clientsFile(), "ZZEND").size(), 2u);
+  EXPECT_EQ(feed({"JUSA41 KWBC", "IUTX01 KNES", "ISXX01 KNES", "ZZEND01 X"}), 0);
+  EXPECT_EQ(keysUpToEnd(*models), std::vector<std::string>{"JUSA41"});
+  EXPECT_EQ(keysUpToEnd(*sats), std::vector<std::string>{"IUTX01"});
+  // A client gone while the router runs is dropped at its next product.
+  sats->stop(SIGKILL);
+  EXPECT_EQ(feed({"IUSA11 KNES", "JUSB51 KWBC", "ZZEND01 X"}), 0);
+  EXPECT_EQ(keysUpToEnd(*models), std::vector<std::string>{"JUSB51"});
+  EXPECT_NE(readFile(log("router")).find("Error sending data message to "),
+            std::string::npos);
+  EXPECT_EQ(linesWith(commsSite().clientsFile(), "ZZEND").size(), 1u);
+  // Without clients the file goes, and the next router has none.
+  models->stop(SIGKILL);
+  EXPECT_EQ(feed({"JUSA41 KWBC"}), 0);
+  EXPECT_NE(access(commsSite().clientsFile().c_str(), F_OK), 0);
+  router->stop(SIGKILL);
+  router = startRouter();
+  EXPECT_TRUE(waitForLog(log("router"), "No clients are currently registered "
+                                        "with the COMMS_ROUTER."));
+}
+
+TEST_F(CommsRouterTest, ARequestIsRetriedUntilTakenAndTheLatestPatternWins) {
+  StderrCapture err;
+  EXPECT_EQ(getCommsData("^JUSA|^ZZEND", "COMMS_ROUTER", keepOwn), 0);
+  CommsReqTimer* old = pendingCommsRequest();
+  ASSERT_NE(old, nullptr);
+  EXPECT_EQ(getCommsData("^IUT|^ZZEND", "COMMS_ROUTER", keepOwn), 0);
+  CommsReqTimer* retry = pendingCommsRequest();
+  ASSERT_NE(retry, nullptr);
+  EXPECT_EQ(EventDispatcher::instance().timers().length(), 1);
+  EXPECT_TRUE(EventDispatcher::instance().timers().lookup(retry));
+  EXPECT_TRUE(retry->enabled());
+  EXPECT_EQ(retry->period(), 15000);
+  auto router = startRouter();
+  retry->handleEvent();  // what the dispatcher does when the time comes
+  EXPECT_FALSE(retry->enabled());
+  std::ostringstream me;
+  me << Connection::myTarget();
+  EXPECT_TRUE(waitForFile(me.str() + " ^IUT|^ZZEND\n"));
+  EXPECT_EQ(getCommsData("^JUSA|^ZZEND", "COMMS_ROUTER", keepOwn), 0);
+  EXPECT_TRUE(waitForFile(me.str() + " ^JUSA|^ZZEND\n"));
+  EXPECT_EQ(linesWith(commsSite().clientsFile(), me.str()).size(), 1u);
+  // This process as the source too, with DS messages of both types.
+  IPC_Target target("COMMS_ROUTER");
+  for (const char* key : {"JUSA41", "IUTX01", "ZZEND01"}) {
+    std::unique_ptr<CommsMessage> ds(newDsMsg(
+        key, 1, 3, reinterpret_cast<const unsigned char*>("abc"),
+        key[0] == 'I' ? kDsMsgAlso : kDsMsg));
+    EXPECT_EQ(ds->send(target), 0);
+  }
+  for (int i = 0; i < 100 && ownProducts.size() < 2; ++i) waitForMessage(1);
+  EXPECT_EQ(ownProducts, (std::vector<std::string>{"JUSA41", "ZZEND01"}));
+  std::string text = err.text();
+  EXPECT_NE(text.find("Send of Data Request message to COMMS_ROUTER failed."),
+            std::string::npos);
+  EXPECT_NE(text.find("Data Request message sent to COMMS_ROUTER."),
+            std::string::npos);
+}
+
+}  // namespace

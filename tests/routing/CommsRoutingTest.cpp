@@ -1,0 +1,231 @@
+// The router's side in this process: the table of clients and its file,
+// and the receiver of module 0 fed with real message arguments. Clients
+// are sockets listening on 127.0.0.1 that the test reads itself.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "CommsMessages.h"
+#include "CommsReceiver.h"
+#include "CommsRoutingTable.h"
+#include "CommsSite.h"
+#include "IpcTestSupport.h"
+#include "MsgHeader.h"
+#include "SocketConnection.h"
+#include "getCommsData.h"
+
+namespace {
+
+std::string textOf(const IPC_Target& target) {
+  std::ostringstream out;
+  out << target;
+  return out.str();
+}
+
+// Listens like a client process, but only for the test to read what the
+// router wrote to it: the writes are done when the send returns.
+class RawClient {
+ public:
+  RawClient() {
+    _listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof a;
+    bind(_listener, reinterpret_cast<sockaddr*>(&a), size);
+    getsockname(_listener, reinterpret_cast<sockaddr*>(&a), &size);
+    listen(_listener, 8);
+    fcntl(_listener, F_SETFL, O_NONBLOCK);
+    _target = IPC_Target::anonymous(INADDR_LOOPBACK, ntohs(a.sin_port), 1);
+  }
+  ~RawClient() {
+    for (int fd : _peers) close(fd);
+    close(_listener);
+  }
+  const IPC_Target& target() const { return _target; }
+
+  // "key tag length" of each data message that came since the last call.
+  std::vector<std::string> received() {
+    for (int fd; (fd = accept(_listener, nullptr, nullptr)) >= 0;) {
+      fcntl(fd, F_SETFL, O_NONBLOCK);
+      _peers.push_back(fd);
+    }
+    std::vector<char> bytes;
+    char chunk[65536];
+    for (int fd : _peers)
+      for (ssize_t n; (n = read(fd, chunk, sizeof chunk)) > 0;)
+        bytes.insert(bytes.end(), chunk, chunk + n);
+    std::vector<std::string> messages;
+    for (char* pos = bytes.data(); pos < bytes.data() + bytes.size();) {
+      MsgHeader header;
+      char* end = pos + ntohl(*reinterpret_cast<uint32_t*>(pos));
+      CommsDataArgs data;
+      data.quantize(quantize(header, pos, end), end);
+      messages.push_back(std::string(data.arg1.chars()) + " " +
+                         std::to_string(data.arg2) + " " +
+                         std::to_string(data.arg3));
+      pos = end;
+    }
+    return messages;
+  }
+
+ private:
+  int _listener;
+  std::vector<int> _peers;
+  IPC_Target _target;
+};
+
+template <class Pkg>
+std::vector<char> wire(const Pkg& pkg, const std::string& behind = "") {
+  std::vector<char> bytes(pkg.length());
+  pkg.serialize(bytes.data());
+  bytes.insert(bytes.end(), behind.begin(), behind.end());
+  return bytes;
+}
+
+SeqOf<unsigned char> bytesOf(const std::string& text) {
+  return SeqOf<unsigned char>(static_cast<int>(text.size()),
+                              reinterpret_cast<const unsigned char*>(text.data()));
+}
+
+std::vector<std::string> gotByCallback;
+void callback(TextString* key, long tag, long length, unsigned char* data) {
+  gotByCallback.push_back(std::string(key->chars()) + " " + std::to_string(tag) +
+                          " " + std::string(reinterpret_cast<char*>(data), length));
+}
+
+class CommsRoutingTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    commsSite();
+    SocketConnection::start();
+    StderrCapture err;
+    CommsRoutingTable::instance().reconnectClients("TEST_ROUTER");
+    startLog = new std::string(err.text());
+  }
+  void TearDown() override {
+    while (table.length() > 0) table.removeClient(*table.entryAt(0));
+  }
+  std::string clientsFile() const { return table.fileName().chars(); }
+  std::string receive(short type, const IPC_Target& sender,
+                      std::vector<char> args) {
+    StderrCapture err;
+    CommsReceiver::instance().receive(type, sender, args.size(), args.data());
+    return err.text();
+  }
+
+  static std::string* startLog;
+  CommsRoutingTable& table = CommsRoutingTable::instance();
+};
+
+std::string* CommsRoutingTest::startLog = nullptr;
+
+TEST_F(CommsRoutingTest, TheFileFollowsTheTableAndTheLatestPatternWins) {
+  EXPECT_NE(startLog->find("No clients are currently registered with the "
+                           "TEST_ROUTER."), std::string::npos);
+  RawClient a, b;
+  table.registerClient(a.target(), "^JUS");
+  {
+    StderrCapture err;
+    table.registerClient(b.target(), "(");
+    EXPECT_NE(err.text().find("zephRegcomp failure in ("), std::string::npos);
+  }
+  table.registerClient(a.target(), "^IUT");
+  EXPECT_EQ(readFile(clientsFile()),
+            textOf(b.target()) + " (\n" + textOf(a.target()) + " ^IUT\n");
+  const unsigned char bytes[] = "abcd";
+  table.sendData("IUTX01", 3, 4, bytes);
+  table.sendData("JUSA41", 4, 4, bytes);
+  EXPECT_EQ(a.received(), std::vector<std::string>{"IUTX01 3 4"});
+  EXPECT_TRUE(b.received().empty());
+  table.removeClient(b.target());
+  table.removeClient(a.target());
+  EXPECT_NE(access(clientsFile().c_str(), F_OK), 0);
+}
+
+TEST_F(CommsRoutingTest, AClientThatCantBeReachedIsDroppedAndTheOthersServed) {
+  RawClient first, third;
+  IPC_Target gone = IPC_Target::anonymous(INADDR_LOOPBACK, freePort(), 1);
+  table.registerClient(first.target(), ".");
+  table.registerClient(gone, ".");
+  table.registerClient(third.target(), "^IUA");
+  StderrCapture err;
+  table.sendData("IUAX01", 9, 2, reinterpret_cast<const unsigned char*>("ab"));
+  EXPECT_EQ(first.received(), std::vector<std::string>{"IUAX01 9 2"});
+  EXPECT_EQ(third.received(), std::vector<std::string>{"IUAX01 9 2"});
+  EXPECT_NE(err.text().find("Error sending data message to " + textOf(gone)),
+            std::string::npos);
+  EXPECT_EQ(readFile(clientsFile()), textOf(first.target()) + " .\n" +
+                                         textOf(third.target()) + " ^IUA\n");
+}
+
+TEST_F(CommsRoutingTest, SourcesProductsAreRoutedByTheirKeyOrRefused) {
+  RawClient client;
+  table.registerClient(client.target(), ".");
+  using Ds = ArgPkg3<TextString, long, long>;
+  struct Case {
+    short type;
+    std::vector<char> args;
+    const char* log;
+    const char* routed;
+  } cases[] = {
+      {4, wire(LdmArgs(7, 25, bytesOf(product("JUSA41 KWBC 221200", 0)))),
+       "NCF_ENTRY LDMMsg: JUSA41 7 25", "JUSA41 7 25"},
+      {4, wire(LdmArgs(7, 11, bytesOf("SAUS70 KWBC"))),
+       "[83, 65, 85, 83, 55, 48, 32, 75, 87, 66, 67, 10 ]", nullptr},
+      {4, wire(LdmArgs(7, 4, bytesOf("Q 12"))),
+       "NCF_FAIL Couldn't find key in LDM msg:", nullptr},
+      {4, wire(LdmArgs(7, 99, bytesOf("JUSA41 K"))),
+       "NCF_FAIL LDM msg length 99 doesn't fit its 8 bytes", nullptr},
+      {5, wire(Ds("IUAX01", 7, 3), "abc"), "NCF_ENTRY DSMsg: IUAX01 7 3",
+       "IUAX01 7 3"},
+      {8, wire(Ds("IUAA01", 8, 3), "abc"), "NCF_ENTRY DSMsg: IUAA01 8 3",
+       "IUAA01 8 3"},
+      {5, wire(Ds("IUAX01", 7, 10), "abc"),
+       "NCF_FAIL DS msg length 10 doesn't fit its 3 bytes", nullptr},
+      {11, {}, "NCF_FAIL Unrecognized message type: 11", nullptr},
+      {9, wire(ArgPkg1<AbsTime>(AbsTime::now())), "CommsRouter has restarted.",
+       nullptr},
+  };
+  for (Case& c : cases) {
+    EXPECT_NE(receive(c.type, client.target(), c.args).find(c.log),
+              std::string::npos) << c.log;
+    std::vector<std::string> expected;
+    if (c.routed) expected.push_back(c.routed);
+    EXPECT_EQ(client.received(), expected) << c.log;
+  }
+}
+
+TEST_F(CommsRoutingTest, RequestsRegisterTheirSenderAndDataReachTheCallbacks) {
+  RawClient client;
+  EXPECT_NE(receive(6, client.target(), wire(ArgPkg1<TextString>("^IU")))
+                .find("NCF_ENTRY CRMsg Pattern: ^IU"),
+            std::string::npos);
+  ASSERT_EQ(table.length(), 1);
+  EXPECT_EQ(table.entryAt(0)->pattern(), TextString("^IU"));
+  EXPECT_NE(receive(6, client.target(), wire(ArgPkg1<TextString>("a b")))
+                .find("NCF_FAIL Pattern \"a b\" is empty or holds white space"),
+            std::string::npos);
+  EXPECT_EQ(table.length(), 0);
+  {
+    StderrCapture err;
+    EXPECT_EQ(getCommsData("x", "NO_SUCH_ROUTER", callback), -1);
+    EXPECT_NE(err.text().find("Can't send Data Request message to "
+                              "NO_SUCH_ROUTER: Not a recognized IPC Target."),
+              std::string::npos);
+  }
+  EXPECT_NE(receive(7, client.target(),
+                    wire(CommsDataArgs("JUSA41", 5, 5, bytesOf("hello"))))
+                .find("NCF_ENTRY CDMsg: JUSA41 5 5"),
+            std::string::npos);
+  receive(7, client.target(), wire(CommsDataArgs("JUSA41", 6, 9, bytesOf("hello"))));
+  EXPECT_EQ(gotByCallback, std::vector<std::string>{"JUSA41 5 hello"});
+}
+
+}  // namespace
