@@ -1,5 +1,6 @@
 #include "BufrDecoderList.h"
 
+#include "AcarsBufrDecoder.h"
 #include "BufrDecoder.h"
 #include "GOESBufrDecoder.h"
 #include "LogStream.h"
@@ -25,6 +26,8 @@ const BufrDecoderList::ProductWord kProductWords[] = {
      make<GOESBufrDecoder>},
     {"poes", "Object for decoding POES Sounding data created",
      make<POESBufrDecoder>},
+    {"acars", "Object for decoding ACARS data created",
+     make<AcarsBufrDecoder>},
 };
 
 }  // namespace

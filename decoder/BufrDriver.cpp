@@ -10,6 +10,7 @@
 #include "LogStream.h"
 #include "MessageWait.h"
 #include "ProcMgmtReceiver.h"
+#include "SignalCatcher.h"
 #include "SocketConnection.h"
 
 namespace {
@@ -62,6 +63,9 @@ BufrDecoderList& decoderList() { return processDecoders; }
 int runBufrDriver(int argc, char** argv,
                   const BufrDecoderList::ProductWord* extraWords,
                   int extraCount) {
+  // The handlers stand before anything else: a fault during set-up ends
+  // the process in order too.
+  SignalCatcher::instance();
   ZLOG(LogStream::EVENT) << "BufrDecoder process started" << std::endl;
   if (argc <= 3) {
     ZLOG(LogStream::PROBLEM) << argv[0] << " passed " << argc - 1
@@ -96,10 +100,7 @@ int runBufrDriver(int argc, char** argv,
   } else {
     messageHandler = processMsg_Multiple;
   }
-  // The signal catcher that hands fatal signals to this client comes with
-  // the process's signal handling; until then the client knows the file
-  // in work and nobody asks it.
-  BufrSignalClient::instance();
+  SignalCatcher::instance().setClient(&BufrSignalClient::instance());
   decoderList().processAllDirectories();
   registerWith(parent, pattern);
   return waitAndRegister(parent, pattern);

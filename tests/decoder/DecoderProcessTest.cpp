@@ -19,133 +19,15 @@
 
 #include "GOESBufrDecoder.h"
 #include "ModelBufrDecoder.h"
-#include "ChildProgram.h"
-#include "ProductSite.h"
+#include "DecoderSite.h"
 #include "dmNotify.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 const std::string kSamples = ZEPH_SOURCE_DIR "/site/samples/";
-const double kPatience = 60;  // seconds; the machine may be busy
 
-int freePort() {
-  int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  bind(fd, reinterpret_cast<sockaddr*>(&address), size);
-  getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-  close(fd);
-  return ntohs(address.sin_port);
-}
-
-// A product message that names `id` where a decoder of several products
-// looks for it: five characters behind the first point.
-std::string naming(const std::string& id) {
-  std::string text = "input.wmo " + id + " KWBC 221200";
-  text.resize(48, '-');
-  return text;
-}
-
-class DecoderProcessTest : public ProductSiteTest {
- protected:
-  void SetUp() override {
-    ProductSiteTest::SetUp();
-    makeSite(root.file("data"));
-    std::ofstream config(root.file("home/data/zeph.config"));
-    config << "SeqOfTextString = namedTargets\n"
-           << "SocketConnection.namedTargets: NOTIFICATION_SERVER, 127.0.0.1, "
-           << freePort() << ", DATA_CONTROLLER, 127.0.0.1, " << freePort()
-           << "\n";
-    setenv("LOG_DIR", root.file("logs").c_str(), 1);
-  }
-
-  void makeSite(const std::string& data) {
-    for (const ProductTraits* t : {&kModelTraits, &kGoesTraits, &kPoesTraits}) {
-      fs::create_directories(data + t->dataDirectory);
-      fs::create_directories(data + t->badDirectory);
-    }
-    auto point = [&](const std::string& relative, const std::string& name) {
-      fs::create_directories(data + relative);
-      fs::copy_file(ZEPH_SITE_TEMPLATES "/" + name + ".nc",
-                    data + relative + "/template",
-                    fs::copy_options::overwrite_existing);
-    };
-    for (const char* model : {"ETA", "RUC", "AVN", "NGM"})
-      point(std::string("/point/model/") + model + "/netcdf",
-            std::string("model") + model);
-    point("/point/GOES/netcdf", "goes");
-    point("/point/POES/netcdf", "poes");
-  }
-
-  std::string dir(const ProductTraits& t) { return data(t.dataDirectory); }
-  void putSample(const ProductTraits& t, const std::string& family,
-                 const std::string& name) {
-    fs::copy_file(kSamples + family + "/" + name, dir(t) + "/" + name);
-  }
-
-  std::unique_ptr<ChildProgram> start(std::vector<std::string> argv) {
-    auto child = std::make_unique<ChildProgram>(argv, root.file("children.err"));
-    EXPECT_TRUE(child->started());
-    return child;
-  }
-  std::unique_ptr<ChildProgram> notifier() {
-    auto child = start({STAND_IN_NOTIFIER});
-    EXPECT_EQ("listening", child->waitFor("listening", kPatience));
-    return child;
-  }
-  // With a name the stand-in takes that named target; its target's text,
-  // which a decoder gets as its first argument, is kept in `_parent`.
-  std::unique_ptr<ChildProgram> controller(const std::string& name = "") {
-    auto child = name.empty() ? start({STAND_IN_CONTROLLER})
-                              : start({STAND_IN_CONTROLLER, name});
-    std::string line = child->waitFor("target ", kPatience);
-    EXPECT_FALSE(line.empty());
-    _parent = line.substr(7);
-    return child;
-  }
-  std::unique_ptr<ChildProgram> decoder(const std::string& product,
-                                        const char* program = BUFR_DECODER) {
-    return start({program, _parent, "42", product});
-  }
-
-  // Everything the children logged: the log files and standard error.
-  std::string logs() {
-    std::string all = readFile(root.file("children.err"));
-    if (fs::exists(root.file("logs")))
-      for (const auto& entry : fs::recursive_directory_iterator(root.file("logs")))
-        if (entry.is_regular_file()) all += readFile(entry.path().string());
-    return all;
-  }
-
-  // The registration a decoder sends: its child report, its pattern, its
-  // ready. Answers the pattern.
-  std::string expectRegistration(ChildProgram& parent, pid_t child) {
-    EXPECT_EQ("ChildTargetMsg id=42 pid=" + std::to_string(child),
-              parent.waitFor("ChildTargetMsg", kPatience));
-    std::string request = parent.waitFor("DataReqMsg pattern=", kPatience);
-    EXPECT_EQ("ReadyMsg", parent.waitFor("ReadyMsg", kPatience));
-    return request.empty() ? "" : request.substr(19);
-  }
-
-  // Sends a product and waits for the ready that follows its handling.
-  void sendProduct(ChildProgram& parent, const std::string& text) {
-    parent.writeLine("product 7 " + text);
-    EXPECT_EQ("sent 0", parent.waitFor("sent ", kPatience));
-    EXPECT_EQ("ReadyMsg", parent.waitFor("ReadyMsg", kPatience));
-  }
-
-  static std::vector<std::string> drain(ChildProgram& program, double seconds) {
-    std::vector<std::string> lines;
-    std::string line;
-    while (program.readLine(&line, seconds)) lines.push_back(line);
-    return lines;
-  }
-
-  std::string _parent;
-};
+using DecoderProcessTest = DecoderSiteTest;
 
 // One decoder: any product message wakes it; the files of its directory
 // are stored, the stand-in notification server hears of every data time
@@ -262,7 +144,7 @@ TEST_F(DecoderProcessTest, RefusalsAtStart) {
 // restarts, hears of it. The period is the test decoder's two seconds.
 TEST_F(DecoderProcessTest, RegistersAgainEachPeriod) {
   _parent = "DATA_CONTROLLER";
-  auto child = decoder("brisk", BRISK_DECODER);
+  auto child = decoder("brisk", TEST_DECODER);
   sleep(1);
   for (int round = 0; round < 2; ++round) {
     SCOPED_TRACE(round);
