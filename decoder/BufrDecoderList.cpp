@@ -3,9 +3,12 @@
 #include "AcarsBufrDecoder.h"
 #include "BufrDecoder.h"
 #include "GOESBufrDecoder.h"
+#include "HDWBufrDecoder.h"
 #include "LogStream.h"
 #include "ModelBufrDecoder.h"
 #include "POESBufrDecoder.h"
+#include "ProfBufrDecoder.h"
+#include "QuikScatBufrDecoder.h"
 
 namespace {
 
@@ -28,6 +31,12 @@ const BufrDecoderList::ProductWord kProductWords[] = {
      make<POESBufrDecoder>},
     {"acars", "Object for decoding ACARS data created",
      make<AcarsBufrDecoder>},
+    {"csw", "Object for decoding SSEC High Density Winds data created",
+     make<HDWBufrDecoder>},
+    {"prof", "Object for decoding profiler data created",
+     make<ProfBufrDecoder>},
+    {"quikscat", "Object for decoding Seawinds data created",
+     make<QuikScatBufrDecoder>},
 };
 
 }  // namespace

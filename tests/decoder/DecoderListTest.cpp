@@ -44,6 +44,8 @@ TEST_F(DecoderListTest, ProductWordsMakeDecodersInTableOrder) {
     std::vector<std::string> made;
   } cases[] = {
       {"MODEL", {model}},
+      {"ACARS", {"Acars"}},
+      {"CSW-prof-QuikScat", {"High", "Prof", "Quik"}},
       {"poesgoes", {goes, poes}},  // the table's order, not the name's
       {"xxGOESxxModelxx", {model, goes}},
       {"hdw", {}},  // the high-density winds' word is "csw"
