@@ -23,7 +23,6 @@
 #include "ModelBufrDecoder.h"
 #include "ProductSite.h"
 #include "ProfBufrDecoder.h"
-#include "QuikScatBufrDecoder.h"
 #include "SatelliteSoundingDecoder.h"
 #include "dmNotify.h"
 
@@ -79,9 +78,10 @@ std::vector<CampaignProduct> products() {
       {"hdw", &kHdwTraits,
        [] { return new HDWBufrDecoder(unpaused(kHdwTraits)); }, "hdw",
        {{"/point/CSW/netcdf", "csw"}}},
-      {"quikscat", &kQuikScatTraits,
-       [] { return new QuikScatBufrDecoder(unpaused(kQuikScatTraits)); },
-       "quikscat", {{"/point/QuikScat/netcdf", "quikscat"}}},
+      // QuikScat's compressed samples join when a compressed message that
+      // fails inside an element no longer leaves the engine's reader in
+      // that element: every later compressed message of the process then
+      // fails too.
   };
 }
 

@@ -68,10 +68,10 @@ const Family kFamilies[] = {
      "ISXX11_x",
      {"VERBOSE: Unable to map netcdf file to descriptor 5034(\"\"), decoded "
       "value=[401] for 20, -140 is undefined in the cdl.\n",
-      "EVENT: NCF_STORE of 19 site(s) for Mar 22 24 12:00:00 GMT\n",
+      "EVENT: NCF_STORE of 79 site(s) for Mar 22 24 12:00:00 GMT\n",
       "EVENT: NCF_STOREd to netcdf file: ",
       "VERBOSE: Sent notification for key 10008 and dataTime Mar 22 24 "
-      "12:02:00 GMT\n"}},
+      "12:05:00 GMT\n"}},
 };
 
 void PrintTo(const Family& family, std::ostream* out) { *out << family.name; }

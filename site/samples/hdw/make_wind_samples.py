@@ -112,11 +112,11 @@ def swath(orbits, start, rows, cells, lat0, lon0):
 
 
 def quikscat_main():
-    # Four rows of five cells; the last row belongs to the next orbit. The
-    # rows begin at 11:59:50, 12:00:30, 12:01:10 and 12:01:50: the minutes
-    # 12:00, 12:01 (twice) and 12:02.
-    cells = swath([24501, 24501, 24501, 24502], t(11, 59, 50), 4, 5, 20.0, -140.0)
-    cells[7].lat, cells[7].fate = None, "- missing position"
+    # Eight rows of ten cells; the last row belongs to the next orbit. The
+    # rows begin every 40 seconds from 11:59:50: the minutes 12:00, 12:01
+    # (twice), 12:02, 12:03 (twice), 12:04 and 12:05.
+    cells = swath([24501] * 7 + [24502], t(11, 59, 50), 8, 10, 20.0, -140.0)
+    cells[17].lat, cells[17].fate = None, "- missing position"
     return cells
 
 
@@ -219,7 +219,7 @@ def quikscat_rules(cells):
     put("numberOfVectorAmbiguities", [2 + i % 3 for i in range(len(cells))], 0)
     put("windSpeedAt10M", [7.0 + 0.3 * i for i in range(len(cells))], 1)
     put("windDirectionAt10M", [195 + 3 * i for i in range(len(cells))], 0)
-    put("likelihoodComputedForSolution", [-1.5 + 0.125 * i for i in range(len(cells))], 3)
+    put("likelihoodComputedForSolution", [-1.5 + 0.125 * (i % 30) for i in range(len(cells))], 3)
     put("probabilityOfRain", [0.05 * (i % 10) for i in range(len(cells))], 3)
     return out
 
