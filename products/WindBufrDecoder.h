@@ -25,7 +25,8 @@ struct WindFamily {
 // its latitude and longitude. Each distinct minute of a file is notified
 // once. The families differ in their layout (WindFamily) and in how a
 // value finds its way into the record (storeNamedValue); the store that
-// they share lives in StoreWinds.cpp.
+// they share lives in StoreWinds.cpp, each family's part of it in
+// StoreHighDensityWinds.cpp and StoreQuikScatWinds.cpp.
 class WindBufrDecoder : public ProductDecoder {
  public:
   ~WindBufrDecoder() override;
@@ -34,18 +35,13 @@ class WindBufrDecoder : public ProductDecoder {
   bool preprocessDecodedValues() override { return false; }
   int write2NetcdfFile() override;
 
-  // The positions of the observations of the last file, in its order.
-  const SeqOf<LatLonCoord>& positions() const { return _positions; }
-
  protected:
   WindBufrDecoder(const ProductTraits& traits, const WindFamily& family);
 
   // Writes what the walk of the observation whose latitude is the value
   // at `latitudeIndex` doesn't reach.
-  virtual void storeObservationHeader(int latitudeIndex, int ncid,
-                                      long record) {
-    (void)latitudeIndex, (void)ncid, (void)record;
-  }
+  virtual void storeObservationHeader(int /*latitudeIndex*/, int /*ncid*/,
+                                      long /*record*/) {}
   // Writes a value that has its variable `name`, by the family's rule.
   virtual void storeNamedValue(const BufrValues& value, const TextString& name,
                                int ncid, long record) = 0;
