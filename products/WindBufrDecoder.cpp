@@ -18,7 +18,9 @@ TextString environment(const char* name) {
 
 // A wind family reads no table but its template. The family's own
 // constructor handles what lies in the directory, once its part of the
-// object stands.
+// object stands. Without a template there is no point data object: no
+// observation gets a handle, and the files go to the bad directory, from
+// where they can be fed again once the template is there.
 WindBufrDecoder::WindBufrDecoder(const ProductTraits& traits,
                                  const WindFamily& family)
     : ProductDecoder(traits), _family(family), _pointData(nullptr) {
