@@ -3,9 +3,12 @@
 // in a fresh process (cold: the picture, the structures and the tables
 // are all read) and again in the same process (warm), against the same
 // answer got by scanning the data variables with plain netCDF calls.
+// The machine is shared: the fresh processes of every task take turns
+// round by round, and each ratio is the median of the ratios of a round.
 #include <netcdf.h>
 #include <stdlib.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,6 +21,7 @@
 
 #include "AbsTime.h"
 #include "DataTime.h"
+#include "LogStream.h"
 #include "NetcdfPointData.h"
 #include "RecordSet.h"
 #include "SeqOf.h"
@@ -35,7 +39,9 @@ const int kReportsPerHour = 4;
 const long kStart = 1717200000;  // 1 June 2024, 00:00 GMT
 const long kPeriod = 3600;
 const int kWarmRounds = 200;
-const int kColdRuns = 7;
+const int kScanRounds = 10;
+const int kWarmBlocks = 5;
+const int kColdRuns = 9;
 const char* const kStation = "S0421";
 
 const char* const kTemplate =
@@ -59,6 +65,14 @@ const char* const kTemplate =
 
 double secondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// The processor time of the process: what the work costs, whatever else
+// runs on the machine.
+double cpuSeconds() {
+  timespec t;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+  return t.tv_sec + t.tv_nsec * 1e-9;
 }
 
 std::string stationName(int s) {
@@ -133,7 +147,7 @@ std::vector<long> scanStationTimes(const std::string& dir) {
 }
 
 // Every data time of the day by reading the time variable of every file.
-long scanAllTimes(const std::string& dir) {
+std::vector<long> scanAllTimes(const std::string& dir) {
   std::vector<long> all;
   for (int h = 0; h < kFiles; ++h) {
     std::string path =
@@ -151,7 +165,8 @@ long scanAllTimes(const std::string& dir) {
     nc_close(ncid);
   }
   std::sort(all.begin(), all.end());
-  return std::unique(all.begin(), all.end()) - all.begin();
+  all.erase(std::unique(all.begin(), all.end()), all.end());
+  return all;
 }
 
 std::vector<long> indexStationTimes(NetcdfPointData& reader) {
@@ -160,6 +175,14 @@ std::vector<long> indexStationTimes(NetcdfPointData& reader) {
   std::vector<long> out;
   for (int i = 0; i < times.length(); ++i)
     out.push_back(times.at(i).refTime().seconds());
+  return out;
+}
+
+std::vector<long> indexAllTimes(NetcdfPointData& reader) {
+  SeqOf<AbsTime> times;
+  reader.allTimes(times, -1);
+  std::vector<long> out;
+  for (int i = 0; i < times.length(); ++i) out.push_back(times.at(i).seconds());
   return out;
 }
 
@@ -181,12 +204,28 @@ long rangeRead(NetcdfPointData& reader) {
 struct Task {
   const char* name;
   std::function<long(NetcdfPointData*)> run;  // a count, to check answers
+  int peer;  // the scan that gives the same answer, or -1
+  bool scan = false;  // reads the files without the store
 };
 
-// The seconds of one task in a fresh process, and its count.
-double coldOnce(const std::string& dir, const Task& task, long& count) {
+struct Figures {
+  std::vector<double> cold, coldCpu, warm;
+  long count = -1;
+  bool countsDiffer = false;
+};
+
+double median(std::vector<double> v) {
+  if (v.empty()) return 0;
+  std::sort(v.begin(), v.end());
+  return v[v.size() / 2];
+}
+
+// The seconds of one task in a fresh process, wall and processor, and its
+// count.
+bool coldOnce(const std::string& dir, const Task& task, double& wall,
+              double& cpu, long& count) {
   int fds[2];
-  if (pipe(fds) != 0) return -1;
+  if (pipe(fds) != 0) return false;
   pid_t child = fork();
   if (child == 0) {
     close(fds[0]);
@@ -196,40 +235,39 @@ double coldOnce(const std::string& dir, const Task& task, long& count) {
     if (nc_open((dir + "/template").c_str(), NC_NOWRITE, &ncid) == NC_NOERR)
       nc_close(ncid);
     AbsTime::now().format("%Y");
-    delete new NetcdfPointData((dir + "/none").c_str(), false, true);
+    LogStream::instance();
+    double out[2];
+    long n = 0;
+    double cpu0 = cpuSeconds();
     Clock::time_point start = Clock::now();
-    NetcdfPointData* reader = new NetcdfPointData(dir.c_str(), false, false);
-    long n = task.run(reader);
-    double seconds = secondsSince(start);
-    ssize_t ignored = write(fds[1], &seconds, sizeof seconds);
+    if (!task.scan) {
+      NetcdfPointData* reader = new NetcdfPointData(dir.c_str(), false, false);
+      n = task.run(reader);
+    } else {
+      n = task.run(nullptr);
+    }
+    out[0] = secondsSince(start);
+    out[1] = cpuSeconds() - cpu0;
+    ssize_t ignored = write(fds[1], out, sizeof out);
     ignored = write(fds[1], &n, sizeof n);
     (void)ignored;
     _exit(0);
   }
   close(fds[1]);
-  double seconds = -1;
-  if (read(fds[0], &seconds, sizeof seconds) != sizeof seconds ||
-      read(fds[0], &count, sizeof count) != sizeof count)
-    seconds = -1;
+  double in[2];
+  bool ok = read(fds[0], in, sizeof in) == sizeof in &&
+            read(fds[0], &count, sizeof count) == sizeof count;
   close(fds[0]);
   waitpid(child, nullptr, 0);
-  return seconds;
+  wall = in[0];
+  cpu = in[1];
+  return ok;
 }
 
-// The median of several fresh processes: the machine is shared.
-double coldSeconds(const std::string& dir, const Task& task, long& count) {
-  std::vector<double> runs;
-  for (int i = 0; i < kColdRuns; ++i) runs.push_back(coldOnce(dir, task, count));
-  std::sort(runs.begin(), runs.end());
-  return runs[runs.size() / 2];
-}
-
-double warmSeconds(const std::string& dir, const Task& task, long& count) {
-  NetcdfPointData reader(dir.c_str(), false, false);
-  count = task.run(&reader);  // loads what the task needs
+double timeRounds(const Task& task, NetcdfPointData* reader, int rounds) {
   Clock::time_point start = Clock::now();
-  for (int i = 0; i < kWarmRounds; ++i) task.run(&reader);
-  return secondsSince(start) / kWarmRounds;
+  for (int i = 0; i < rounds; ++i) task.run(reader);
+  return secondsSince(start) / rounds;
 }
 
 }  // namespace
@@ -250,74 +288,114 @@ int main() {
   }
   printf("stored in %.1f s\n\n", secondsSince(start));
 
+  enum { kScanStation = 7, kScanAll = 8 };
   Task tasks[] = {
-      {"picture of the directory alone", [](NetcdfPointData*) { return 0L; }},
+      {"picture of the directory alone", [](NetcdfPointData*) { return 0L; }, -1},
       {"station time inventory, exact",
-       [](NetcdfPointData* r) { return long(indexStationTimes(*r).size()); }},
+       [](NetcdfPointData* r) { return long(indexStationTimes(*r).size()); },
+       kScanStation},
       {"station time inventory, bins",
        [](NetcdfPointData* r) {
          SeqOf<DataTime> t;
          r->idInventory(kStation, t, 0);
          return long(t.length());
-       }},
+       }, -1},
       {"inventory of the set, bins",
        [](NetcdfPointData* r) {
          SeqOf<DataTime> t;
          r->inventory(t, 0);
          return long(t.length());
-       }},
-      {"inventory of the set, exact",
+       }, -1},
+      {"inventory of the set, exact (DataTime)",
        [](NetcdfPointData* r) {
          SeqOf<DataTime> t;
          r->inventory(t, -1);
          return long(t.length());
-       }},
-      {"range read, 3 hours", [](NetcdfPointData* r) { return rangeRead(*r); }},
-  };
-  Task scans[] = {
+       }, -1},
+      {"times of the set, exact (AbsTime)",
+       [](NetcdfPointData* r) { return long(indexAllTimes(*r).size()); },
+       kScanAll},
+      {"range read, 3 hours", [](NetcdfPointData* r) { return rangeRead(*r); }, -1},
       {"station times by scanning the data variables",
-       [&dir](NetcdfPointData*) { return long(scanStationTimes(dir).size()); }},
+       [&dir](NetcdfPointData*) { return long(scanStationTimes(dir).size()); },
+       -1},
       {"all times by scanning the time variable",
-       [&dir](NetcdfPointData*) { return scanAllTimes(dir); }},
+       [&dir](NetcdfPointData*) { return long(scanAllTimes(dir).size()); }, -1},
   };
-  printf("%-46s %12s %12s %8s\n", "", "cold (ms)", "warm (ms)", "answer");
-  double indexCold = 0, indexWarm = 0, allCold = 0, allWarm = 0;
-  for (const Task& task : tasks) {
-    long coldCount = 0, warmCount = 0;
-    double cold = coldSeconds(dir, task, coldCount);
-    double warm = warmSeconds(dir, task, warmCount);
-    if (&task == &tasks[1]) {
-      indexCold = cold;
-      indexWarm = warm;
-    } else if (&task == &tasks[4]) {
-      allCold = cold;
-      allWarm = warm;
+  const int kTasks = sizeof tasks / sizeof tasks[0];
+  tasks[kScanStation].scan = tasks[kScanAll].scan = true;
+  std::vector<Figures> figures(kTasks);
+
+  // Cold: round by round, every task in a fresh process.
+  for (int round = 0; round < kColdRuns; ++round) {
+    for (int t = 0; t < kTasks; ++t) {
+      double wall = 0, cpu = 0;
+      long count = -1;
+      if (!coldOnce(dir, tasks[t], wall, cpu, count)) continue;
+      Figures& f = figures[t];
+      if (f.count >= 0 && f.count != count) f.countsDiffer = true;
+      f.count = count;
+      f.cold.push_back(wall);
+      f.coldCpu.push_back(cpu);
     }
-    printf("%-46s %12.3f %12.4f %8ld%s\n", task.name, cold * 1e3, warm * 1e3,
-           coldCount, coldCount == warmCount ? "" : "  (cold and warm differ!)");
   }
-  double scanCold[2], scanWarm[2];
-  for (int k = 0; k < 2; ++k) {
-    long coldCount = 0;
-    scanCold[k] = coldSeconds(dir, scans[k], coldCount);
-    Clock::time_point t0 = Clock::now();
-    const int kScanRounds = 10;
-    for (int i = 0; i < kScanRounds; ++i) scans[k].run(nullptr);
-    scanWarm[k] = secondsSince(t0) / kScanRounds;
-    printf("%-46s %12.3f %12.4f %8ld\n", scans[k].name, scanCold[k] * 1e3,
-           scanWarm[k] * 1e3, coldCount);
+
+  // Warm: each task on a reader that has answered it twice already (the
+  // first exact question of a file reads the id's records from the file,
+  // the next loads its tables), in blocks that take turns with its scan.
+  std::vector<double> stationRatios, allRatios;
+  for (int t = 0; t < kScanStation; ++t) {
+    NetcdfPointData reader(dir.c_str(), false, false);
+    long count = tasks[t].run(&reader);
+    tasks[t].run(&reader);
+    if (count != figures[t].count) figures[t].countsDiffer = true;
+    for (int block = 0; block < kWarmBlocks; ++block) {
+      double warm = timeRounds(tasks[t], &reader, kWarmRounds);
+      figures[t].warm.push_back(warm);
+      int peer = tasks[t].peer;
+      if (peer < 0) continue;
+      double scan = timeRounds(tasks[peer], nullptr, kScanRounds);
+      figures[peer].warm.push_back(scan);
+      (peer == kScanStation ? stationRatios : allRatios).push_back(scan / warm);
+    }
+  }
+
+  printf("%-44s %9s %9s %10s %8s\n", "", "cold (ms)", "cpu (ms)", "warm (ms)",
+         "answer");
+  for (int t = 0; t < kTasks; ++t) {
+    const Figures& f = figures[t];
+    printf("%-44s %9.3f %9.3f %10.4f %8ld%s\n", tasks[t].name,
+           median(f.cold) * 1e3, median(f.coldCpu) * 1e3, median(f.warm) * 1e3,
+           f.count, f.countsDiffer ? "  (answers differ!)" : "");
+  }
+  // The cold ratios of each round, index and scan of the same round.
+  std::vector<double> stationCold, stationCpu, allCold, allCpu;
+  for (int r = 0; r < kColdRuns; ++r) {
+    const Figures& i1 = figures[1];
+    const Figures& i5 = figures[5];
+    const Figures& s1 = figures[kScanStation];
+    const Figures& s5 = figures[kScanAll];
+    if (static_cast<size_t>(r) >= std::min({i1.cold.size(), i5.cold.size(),
+                                             s1.cold.size(), s5.cold.size()}))
+      break;
+    stationCold.push_back(s1.cold[r] / i1.cold[r]);
+    stationCpu.push_back(s1.coldCpu[r] / i1.coldCpu[r]);
+    allCold.push_back(s5.cold[r] / i5.cold[r]);
+    allCpu.push_back(s5.coldCpu[r] / i5.coldCpu[r]);
   }
 
   NetcdfPointData check(dir.c_str(), false, false);
-  bool same = indexStationTimes(check) == scanStationTimes(dir);
-  printf("\nthe index and the scan give %s answer\n",
-         same ? "the same" : "a DIFFERENT");
+  bool same = indexStationTimes(check) == scanStationTimes(dir) &&
+              indexAllTimes(check) == scanAllTimes(dir);
+  printf("\nthe index and the scans give %s answers\n",
+         same ? "the same" : "DIFFERENT");
   printf("(cold: a fresh process each time, the netCDF library and the log\n"
-         " already used; the median of %d)\n", kColdRuns);
-  printf("station time inventory, exact: scan / index = %.2f cold, %.0f warm\n",
-         scanCold[0] / indexCold, scanWarm[0] / indexWarm);
-  printf("all times, exact:              scan / index = %.2f cold, %.2f warm\n",
-         scanCold[1] / allCold, scanWarm[1] / allWarm);
+         " already used; medians of %d rounds, in which all tasks take turns;\n"
+         " cpu: the processor time of the same runs)\n", kColdRuns);
+  printf("station times, exact: scan / index = %.2f cold, %.2f cpu, %.0f warm\n",
+         median(stationCold), median(stationCpu), median(stationRatios));
+  printf("all times, exact:     scan / index = %.2f cold, %.2f cpu, %.2f warm\n",
+         median(allCold), median(allCpu), median(allRatios));
   std::string clean = "rm -rf '" + dir + "'";
   if (system(clean.c_str()) != 0) return 1;
   return same ? 0 : 1;

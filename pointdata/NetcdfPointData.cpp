@@ -72,7 +72,10 @@ NetcdfPointData::NetcdfPointData(const TextString& directory, bool writable,
       _resyncCount(0),
       _reportErrors(true) {
   quietNetcdfErrors();
-  if (readTemplateStructure()) resync();
+  int templateId = -1;
+  if (readTemplateStructure(&templateId)) resync();
+  // Held open through the first scan: see mergeFileLists().
+  closePlainFile(templateId);
 }
 
 NetcdfPointData::~NetcdfPointData() {
@@ -130,22 +133,25 @@ NetcdfPointData* NetcdfPointData::getNetcdfPointData(
 }
 
 // The structure of the template; a reader without one takes the newest
-// file of the directory in its place.
-bool NetcdfPointData::readTemplateStructure() {
+// file of the directory in its place. With `heldOpen` the file stays open
+// for the caller to close.
+bool NetcdfPointData::readTemplateStructure(int* heldOpen) {
   TextString path = _isStatic ? _directory : _directory + "/template";
-  NcFile* file = openNetCdfFile(path, false, true);
-  if (file == nullptr && !_writable && !_isStatic) {
+  int ncid = openPlainFile(path, true);
+  if (ncid < 0 && !_writable && !_isStatic) {
     SeqOf<AbsTime>* times = dmFileTimes(_directory, "", "");
     if (times != nullptr && times->length() > 0)
-      file = openNetCdfFile(dmFileName(_directory, times->at(0), "", ""),
-                            false, true);
+      ncid = openPlainFile(dmFileName(_directory, times->at(0), "", ""), true);
     delete times;
   }
   readOverrides();
-  if (file == nullptr) return false;
-  _structure = getFileStructure(file->id(), nullptr);
+  if (ncid < 0) return false;
+  _structure = getFileStructure(ncid, nullptr);
   if (_structure != nullptr) _structure->useCount = 1;
-  deleteNcFile(file);
+  if (heldOpen != nullptr)
+    *heldOpen = ncid;
+  else
+    closePlainFile(ncid);
   return _structure != nullptr;
 }
 

@@ -3,6 +3,8 @@
 
 #include <time.h>
 
+#include <vector>
+
 #include "AbsTime.h"
 #include "Dict.h"
 #include "SeqOf.h"
@@ -95,7 +97,8 @@ class NetcdfPointData {
   // for a while, and the next look rescans.
   void noteFileAccessError(PointNetcdfFileInfo* fileInfo);
 
-  // Open files and handles. fileOpenCount() counts the NcFile objects.
+  // Open files and handles. fileOpenCount() counts the open files, NcFile
+  // objects and the files a reader opens without one.
   NcFile* openNetCdfFile(const TextString& path, bool writable, bool report);
   NcFile* getFileInfoNcFile(PointNetcdfFileInfo* fileInfo);
   bool openFileInfo(PointNetcdfFileInfo* fileInfo);
@@ -123,6 +126,13 @@ class NetcdfPointData {
   // were read.
   bool updateFileInfo(int ncid, PointNetcdfFileInfo* fileInfo, int wantedLevel);
 
+  // The times of the records of a chain from `head` on, newest first,
+  // read from the record's open file rather than from its per-record
+  // tables: for an id with a few records in a large file, a few reads
+  // instead of two whole record variables. false where the chain has more
+  // than `maxRecords` records or a read fails.
+  static bool readChainTimes(PointNetcdfFileInfo* fileInfo, long head,
+                             long maxRecords, std::vector<long>& times);
   // The row of `id` in the table of ids, or -1. Needs level 3.
   static long findStaticId(const char* id, const PointNetcdfFileInfo* fileInfo);
   // The newest overflow record of `id`, or -1. Needs level 5. In a file
@@ -263,7 +273,8 @@ class NetcdfPointData {
   SeqOf<TextString> timeVariableNames() const;
   SeqOf<TextString> idVariableNames() const;
   bool handleIsValid(int* handle) const;
-  NcFile* ncFileOf(int* handle) const;
+  // The handle's file as an NcFile, made at the first ask in a reader.
+  NcFile* ncFileOf(int* handle);
   // The time part of the name of the handle's file.
   TextString fileTimeStamp(int* handle) const;
   // The index into forecastTimes() of a valid time in the handle's file;
@@ -342,14 +353,25 @@ class NetcdfPointData {
   bool readRecordOverflow(LevelRead& r, long from);
 
   // The open file of a record for the index reads: `ncid` if given, else
-  // that of its NcFile, opened if need be (`opened` then set).
+  // the record's, opened if need be (`opened` then set).
   int fileInfoNcid(int ncid, PointNetcdfFileInfo* fileInfo, bool& opened);
+  // A file opened read-only without an NcFile, counted as open; -1, after
+  // "Could not open" with `report`, on failure.
+  static int openPlainFile(const TextString& path, bool report);
+  static void closePlainFile(int ncid);
+  // Opens the record's file in the object's mode: a writer's as an
+  // NcFile, a reader's plainly.
+  bool openInMode(PointNetcdfFileInfo* fileInfo, bool report);
+  // The same for a query; a failure is logged as in `caller`.
+  bool openForQuery(PointNetcdfFileInfo* fileInfo, const char* caller);
+  // Closes what the record has open, its handle aside.
+  static void closeFiles(PointNetcdfFileInfo* fileInfo);
   // A reader's record without clients gets a handle and waits in the
   // clientless list for the next query; false without an open file.
   bool keepIdleFile(PointNetcdfFileInfo* fileInfo);
 
   // The steps of the constructor and of the scans.
-  bool readTemplateStructure();
+  bool readTemplateStructure(int* heldOpen = nullptr);
   bool resyncStatic();
   void removeBadFiles(SeqOf<AbsTime>& newTimes);
   bool mergeFileLists(SeqOf<AbsTime>& newTimes,
@@ -412,6 +434,8 @@ class NetcdfPointData {
                     const SeqOf<DataTime>* earlier, Entries& out);
   bool idTimesOfFile(Query& q, PointNetcdfFileInfo* info, const char* id,
                      Entries& out, bool& failed);
+  bool chainFromFile(Query& q, PointNetcdfFileInfo* info, long row,
+                     Entries& out);
   bool allTimesOfFile(Query& q, PointNetcdfFileInfo* info, Entries& out,
                       bool& failed);
   void chainEntries(Query& q, PointNetcdfFileInfo* info, long head,

@@ -21,7 +21,7 @@ bool NetcdfPointData::isClientless(const PointNetcdfFileInfo* fileInfo) {
 void NetcdfPointData::registerClientless(PointNetcdfFileInfo* fileInfo) {
   ProcessState& p = process();
   if (fileInfo == nullptr || fileInfo->owner == nullptr ||
-      fileInfo->clients > 0 || (fileInfo->ncFile == nullptr && fileInfo->level <= 1) ||
+      fileInfo->clients > 0 || (fileInfo->ncid < 0 && fileInfo->level <= 1) ||
       isClientless(fileInfo))
     return;
   ++p.nClientlessObjects;
@@ -76,7 +76,7 @@ void NetcdfPointData::registerClientless(PointNetcdfFileInfo* fileInfo) {
 // Out of the list for good: the file closes and the tables go; the record
 // stays in its object's picture at level 1 and loads again when asked.
 void NetcdfPointData::evictClientless(PointNetcdfFileInfo* fileInfo) {
-  if (fileInfo->ncFile != nullptr || fileInfo->handle != nullptr)
+  if (fileInfo->ncid >= 0 || fileInfo->handle != nullptr)
     fileInfo->owner->closeFileInfo(fileInfo);
   freeTables(fileInfo);
   unlinkClientless(fileInfo);

@@ -66,6 +66,60 @@ void NetcdfPointData::deleteNcFile(NcFile* ncFile) {
   --process().fileOpenCount;
 }
 
+int NetcdfPointData::openPlainFile(const TextString& path, bool report) {
+  int ncid = -1;
+  if (nc_open(path.chars(), NC_NOWRITE, &ncid) == NC_NOERR) {
+    ++process().fileOpenCount;
+    return ncid;
+  }
+  if (report) {
+    ZLOG(LogStream::PROBLEM)
+        << "Could not open " << path << " in openNetCdfFile" << std::endl;
+  }
+  return -1;
+}
+
+void NetcdfPointData::closePlainFile(int ncid) {
+  if (ncid < 0) return;
+  nc_close(ncid);
+  --process().fileOpenCount;
+}
+
+bool NetcdfPointData::openInMode(PointNetcdfFileInfo* fileInfo, bool report) {
+  if (fileInfo->ncid >= 0) return true;
+  if (_writable) {
+    NcFile* file = openNetCdfFile(fileInfo->path, true, report);
+    if (file == nullptr) return false;
+    fileInfo->ncFile = file;
+    fileInfo->ncid = file->id();
+  } else {
+    fileInfo->ncid = openPlainFile(fileInfo->path, report);
+  }
+  return fileInfo->ncid >= 0;
+}
+
+// The record's file opened for a query that found it closed; it is then
+// read afresh, whatever the record remembers of it.
+bool NetcdfPointData::openForQuery(PointNetcdfFileInfo* fileInfo,
+                                   const char* caller) {
+  if (fileInfo->ncid >= 0) return true;
+  if (!openInMode(fileInfo, false)) {
+    ZLOG(LogStream::PROBLEM)
+        << "Could not open " << fileInfo->path << " in " << caller << std::endl;
+    return false;
+  }
+  fileInfo->nextCheck = AbsTime();
+  return true;
+}
+
+void NetcdfPointData::closeFiles(PointNetcdfFileInfo* fileInfo) {
+  if (fileInfo->ncFile == nullptr || fileInfo->ncFile->id() != fileInfo->ncid)
+    closePlainFile(fileInfo->ncid);
+  deleteNcFile(fileInfo->ncFile);
+  fileInfo->ncFile = nullptr;
+  fileInfo->ncid = -1;
+}
+
 NcFile* NetcdfPointData::getFileInfoNcFile(PointNetcdfFileInfo* fileInfo) {
   if (fileInfo->ncFile != nullptr) return fileInfo->ncFile;
   NcFile* file = openNetCdfFile(fileInfo->path, _writable, false);
@@ -74,25 +128,19 @@ NcFile* NetcdfPointData::getFileInfoNcFile(PointNetcdfFileInfo* fileInfo) {
                              << " in getFileInfoNcFile" << std::endl;
     return nullptr;
   }
+  // A reader's index reads and handle keep the plain id they have.
   fileInfo->ncFile = file;
-  fileInfo->nextCheck = AbsTime();
+  if (fileInfo->ncid < 0) {
+    fileInfo->ncid = file->id();
+    fileInfo->nextCheck = AbsTime();
+  }
   return file;
 }
 
 bool NetcdfPointData::openFileInfo(PointNetcdfFileInfo* fileInfo) {
   if (fileInfo->handle != nullptr) return true;
-  NcFile* file = fileInfo->ncFile;
-  if (file == nullptr) file = openNetCdfFile(fileInfo->path, _writable, false);
-  if (file == nullptr) {
-    ZLOG(LogStream::PROBLEM) << "Could not open " << fileInfo->path
-                             << " in openFileInfo" << std::endl;
-    return false;
-  }
-  if (fileInfo->ncFile == nullptr) {
-    fileInfo->ncFile = file;
-    fileInfo->nextCheck = AbsTime();
-  }
-  fileInfo->handle = new int(file->id());
+  if (!openForQuery(fileInfo, "openFileInfo")) return false;
+  fileInfo->handle = new int(fileInfo->ncid);
   _handles.insert(fileInfo->handle, fileInfo);
   return true;
 }
@@ -123,8 +171,11 @@ void NetcdfPointData::giveNcFileToFileInfo(PointNetcdfFileInfo* fileInfo,
         << "Handle with invalid NcFile object for " << fileInfo->path << " "
         << process().fileOpenCount << std::endl;
   }
-  deleteNcFile(own);
+  // The record's id may be that of the file given, come back to it.
+  if (fileInfo->ncid == ncFile->id()) fileInfo->ncid = -1;
+  closeFiles(fileInfo);
   fileInfo->ncFile = ncFile;
+  fileInfo->ncid = ncFile->id();
   if (fileInfo->handle == nullptr) {
     openFileInfo(fileInfo);
     return;
@@ -134,8 +185,7 @@ void NetcdfPointData::giveNcFileToFileInfo(PointNetcdfFileInfo* fileInfo,
 }
 
 void NetcdfPointData::closeFileInfo(PointNetcdfFileInfo* fileInfo) {
-  deleteNcFile(fileInfo->ncFile);
-  fileInfo->ncFile = nullptr;
+  closeFiles(fileInfo);
   if (fileInfo->handle == nullptr) return;
   handleLeavesClientless(fileInfo);
   _handles.remove(fileInfo->handle);
@@ -151,9 +201,8 @@ void NetcdfPointData::closeFileInfo(PointNetcdfFileInfo* fileInfo) {
 }
 
 void NetcdfPointData::closeUnheldFile(PointNetcdfFileInfo* fileInfo) {
-  if (fileInfo->handle != nullptr || fileInfo->ncFile == nullptr) return;
-  deleteNcFile(fileInfo->ncFile);
-  fileInfo->ncFile = nullptr;
+  if (fileInfo->handle != nullptr) return;
+  closeFiles(fileInfo);
 }
 
 void NetcdfPointData::adopt(PointNetcdfFileInfo* fileInfo) {
@@ -263,6 +312,10 @@ bool NetcdfPointData::mergeFileLists(SeqOf<AbsTime>& newTimes,
                                      const PointNetcdfFileInfo*& madeLast) {
   int i = _fileTimes.length() - 1;
   int j = newTimes.length() - 1;
+  // Each file added stays open until the next is: the netCDF library
+  // frees its table of open files whenever the last one closes, and makes
+  // and clears it again, half a megabyte, at the next open.
+  PointNetcdfFileInfo* open = nullptr;
   while (i >= 0 || j >= 0) {
     if (i >= 0 && j >= 0 && _fileTimes.at(i) == newTimes.at(j)) {
       if (!_filesByTime.lookup(newTimes.at(j))) {
@@ -274,15 +327,19 @@ bool NetcdfPointData::mergeFileLists(SeqOf<AbsTime>& newTimes,
       --j;
     } else if (i < 0 || (j >= 0 && _fileTimes.at(i) > newTimes.at(j))) {
       PointNetcdfFileInfo* added = addFile(newTimes.at(j), j);
-      if (added == nullptr)
+      if (added == nullptr) {
         removeAt(newTimes, j);
-      else
+      } else {
         madeLast = added;
+        if (open != nullptr) closeUnheldFile(open);
+        open = j > 0 ? added : nullptr;
+      }
       --j;
     } else {
       AbsTime gone = _fileTimes.at(i);
       PointNetcdfFileInfo* info = nullptr;
       if (!_filesByTime.lookup(gone, &info) || info == nullptr) {
+        if (open != nullptr) closeUnheldFile(open);
         resyncAndReport(gone, "removing old info");
         return false;
       }
@@ -291,6 +348,7 @@ bool NetcdfPointData::mergeFileLists(SeqOf<AbsTime>& newTimes,
       --i;
     }
   }
+  if (open != nullptr) closeUnheldFile(open);
   return true;
 }
 
@@ -303,23 +361,19 @@ PointNetcdfFileInfo* NetcdfPointData::addFile(const AbsTime& fileTime,
   adopt(info);
   info->fileTime = fileTime;
   info->path = dmFileName(_directory, fileTime, "", "");
-  NcFile* file = openNetCdfFile(info->path, _writable, false);
   PointFileStructure* s =
-      file != nullptr ? getFileStructure(file->id(), info) : nullptr;
+      openInMode(info, false) ? getFileStructure(info->ncid, info) : nullptr;
   if (s == nullptr) {
-    deleteNcFile(file);
+    closeFiles(info);
     ZLOG(LogStream::PROBLEM) << "Format or ownership problems with the file "
                              << info->path << std::endl;
     holdOutBadFile(fileTime);
     delete info;
     return nullptr;
   }
-  if (position == 0 && _writable)
-    giveNcFileToFileInfo(info, file);
-  else if (position == 0)
-    info->ncFile = file;
-  else
-    deleteNcFile(file);
+  // The newest file stays open: a writer stores there next, a reader
+  // most likely asks there first. The scan closes the others.
+  if (position == 0 && _writable) openFileInfo(info);
   ++s->useCount;
   _filesByTime.insert(fileTime, info);
   setCoverage(info, fileTime);
@@ -380,7 +434,7 @@ void NetcdfPointData::closeOlderFiles(const PointNetcdfFileInfo* madeLast) {
       if (!isClientless(info)) closeUnheldFile(info);
       continue;
     }
-    if (info->ncFile != nullptr || info->handle != nullptr) closeFileInfo(info);
+    if (info->ncid >= 0 || info->handle != nullptr) closeFileInfo(info);
     freeTables(info);
   }
 }
@@ -392,11 +446,10 @@ bool NetcdfPointData::resyncStatic() {
   adopt(info);
   info->fileTime = AbsTime(1);
   info->path = _directory;
-  NcFile* file = openNetCdfFile(info->path, _writable, true);
   PointFileStructure* s =
-      file != nullptr ? getFileStructure(file->id(), info) : nullptr;
+      openInMode(info, true) ? getFileStructure(info->ncid, info) : nullptr;
   if (s == nullptr) {
-    deleteNcFile(file);
+    closeFiles(info);
     delete info;
     _fileTimes.setLength(0);
     return false;
@@ -404,7 +457,7 @@ bool NetcdfPointData::resyncStatic() {
   ++s->useCount;
   _filesByTime.insert(info->fileTime, info);
   setCoverage(info, info->fileTime);
-  giveNcFileToFileInfo(info, file);
+  openFileInfo(info);
   if (!_writable) {
     registerClientless(info);
     _currentFile = info;
@@ -575,16 +628,14 @@ int NetcdfPointData::fileInfoNcid(int ncid, PointNetcdfFileInfo* fileInfo,
                                   bool& opened) {
   opened = false;
   if (ncid >= 0) return ncid;
-  if (fileInfo->ncFile != nullptr) return fileInfo->ncFile->id();
-  NcFile* file = getFileInfoNcFile(fileInfo);
-  if (file == nullptr) return -1;
+  if (fileInfo->ncid >= 0) return fileInfo->ncid;
+  if (!openForQuery(fileInfo, "getFileInfoNcFile")) return -1;
   opened = true;
-  return file->id();
+  return fileInfo->ncid;
 }
 
 bool NetcdfPointData::keepIdleFile(PointNetcdfFileInfo* fileInfo) {
-  if (fileInfo->ncFile == nullptr || !fileInfo->ncFile->is_valid())
-    return false;
+  if (fileInfo->ncid < 0) return false;
   if (fileInfo->owner == nullptr) adopt(fileInfo);
   if (fileInfo->handle == nullptr) {
     // The list counts handles as records join it.

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "LogStream.h"
 #include "NetcdfPointData.h"
@@ -441,6 +442,34 @@ bool NetcdfPointData::readRecordOverflow(LevelRead& r, long from) {
     ZLOG(LogStream::PROBLEM) << "unable to read isOverflow" << std::endl;
   }
   return read;
+}
+
+bool NetcdfPointData::readChainTimes(PointNetcdfFileInfo* fileInfo, long head,
+                                     long maxRecords,
+                                     std::vector<long>& times) {
+  const PointFileStructure& s = *fileInfo->structure;
+  times.clear();
+  if (fileInfo->ncid < 0 || s.prevRecordVar < 0 || !s.hasTimeVariables())
+    return false;
+  for (long r = head; r >= 0 && r < fileInfo->nRecords;) {
+    if (static_cast<long>(times.size()) >= maxRecords) return false;
+    int previous = -1;
+    int seconds = 0;
+    double value = 0;
+    bool read =
+        PointIndexReader::readInts(fileInfo->ncid, s.prevRecordVar, r, 1,
+                                   &previous) &&
+        (s.invTimeVar >= 0
+             ? PointIndexReader::readInts(fileInfo->ncid, s.invTimeVar, r, 1,
+                                          &seconds)
+             : PointIndexReader::readDoubles(fileInfo->ncid, s.timeVars.at(0),
+                                             r, 1, &value));
+    if (!read) return false;
+    times.push_back(s.invTimeVar >= 0 ? seconds : wholeSeconds(value));
+    // Mended as in the tables: a chain leads to older records only.
+    r = previous < r && previous >= -1 ? previous : -1;
+  }
+  return true;
 }
 
 long NetcdfPointData::findStaticId(const char* id,

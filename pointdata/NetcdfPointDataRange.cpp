@@ -643,11 +643,11 @@ bool NetcdfPointData::handleIsValid(int* handle) const {
   return handle != nullptr && _handles.lookup(handle);
 }
 
-NcFile* NetcdfPointData::ncFileOf(int* handle) const {
+NcFile* NetcdfPointData::ncFileOf(int* handle) {
   PointNetcdfFileInfo* info = nullptr;
   if (handle == nullptr || !_handles.lookup(handle, &info) || info == nullptr)
     return nullptr;
-  return info->ncFile;
+  return getFileInfoNcFile(info);
 }
 
 TextString NetcdfPointData::fileTimeStamp(int* handle) const {

@@ -20,6 +20,9 @@ namespace {
 
 // Files a query may restart over after a failed read, beyond their count.
 const int kExtraPasses = 2;
+// The most records of an id that an exact inventory reads one by one from
+// a file; more are cheaper through the file's per-record tables.
+const long kMaxChainReads = 64;
 
 long roundDown(long t, long q) { return q > 0 ? t - t % q : t; }
 
@@ -133,16 +136,51 @@ long NetcdfPointData::headOfId(PointNetcdfFileInfo* info, const char* id,
   return findOverflowRecord(id, info);
 }
 
+// The exact times of the id of a row read from the file, for a file whose
+// per-record tables aren't loaded: reading two whole record variables
+// costs a fresh reader more than the scan of the data it saves. A file
+// asked again loads its tables. false, with nothing added, where the
+// tables must answer.
+bool NetcdfPointData::chainFromFile(Query& q, PointNetcdfFileInfo* info,
+                                    long row, Entries& out) {
+  const PointFileStructure& s = *info->structure;
+  if (_isStatic || row < 0 || info->chainReads > 0 ||
+      s.levelReached(info->level) >= 4 || info->lastRecord == nullptr)
+    return false;
+  // A head past the records counted is a record that a writer added
+  // since: the tables are read with a second look at the count.
+  long head = info->lastRecord[row];
+  std::vector<long> times;
+  if (head < 0 || head >= info->nRecords ||
+      !readChainTimes(info, head, kMaxChainReads, times))
+    return false;
+  ++info->chainReads;
+  for (long t : times) addTime(q, info, roundNearest(t, q.quantum), out);
+  return true;
+}
+
 bool NetcdfPointData::idTimesOfFile(Query& q, PointNetcdfFileInfo* info,
                                     const char* id, Entries& out,
                                     bool& failed) {
   const PointFileStructure& s = *info->structure;
+  long row = -1;
+  if (q.exact() && info->chainReads == 0 && s.maxStaticIds > 0 &&
+      s.levelReached(info->level) < 4) {
+    if (!updateFileInfo(-1, info, 3)) {
+      failed = true;
+      return false;
+    }
+    row = findStaticId(id, info);
+    if (chainFromFile(q, info, row, out)) return true;
+    // Nor is an id that the file doesn't hold a reason to read them.
+    if (row < 0 && (s.totalIdLen < 1 || info->firstOverflow < s.maxStaticIds))
+      return true;
+  }
   int level = q.exact() || s.maxStaticIds <= 0 ? 4 : 3;
   if (!updateFileInfo(-1, info, level)) {
     failed = true;
     return false;
   }
-  long row = -1;
   long head = headOfId(info, id, q.exact(), &row, failed);
   if (failed) return false;
   if (_isStatic) {
@@ -183,7 +221,6 @@ bool NetcdfPointData::allTimesOfFile(Query& q, PointNetcdfFileInfo* info,
   }
   if (info->nRecords == 0) return true;
   if (q.exact() && info->invTime != nullptr) {
-    out.items.reserve(out.items.size() + info->nRecords);
     for (long r = 0; r < info->nRecords; ++r)
       addTime(q, info, info->invTime[r], out);
   } else if (s.nBins <= 1) {
@@ -212,6 +249,15 @@ bool NetcdfPointData::collectTimes(Query& q, const TextString* id,
   AbsTime mergeLimit = limit;
   PointNetcdfFileInfo* keptOpen = nullptr;
   int keptIndex = -1;
+  if (id == nullptr && q.exact()) {
+    // Room for every record at once: a day of exact times is large, and
+    // a growing array copies itself into fresh memory again and again.
+    size_t records = 0;
+    for (int i = 0; i < _fileTimes.length(); ++i)
+      if (PointNetcdfFileInfo* info = fileInfoAt(_fileTimes.at(i)))
+        records += static_cast<size_t>(std::max(info->nRecords, 0L));
+    out.items.reserve(records);
+  }
   int passes = _fileTimes.length() + kExtraPasses;
   for (bool again = true; again && passes-- > 0;) {
     again = false;
@@ -242,7 +288,7 @@ bool NetcdfPointData::collectTimes(Query& q, const TextString* id,
         break;
       }
       // One open file is carried along: the newest visited.
-      if (info->ncFile != nullptr) {
+      if (info->ncid >= 0) {
         if (keptOpen != nullptr && keptOpen != info) closeUnheldFile(keptOpen);
         keptOpen = info;
         keptIndex = i;
@@ -339,13 +385,12 @@ bool NetcdfPointData::dataTimeQuery(const SeqOf<DataTime>* earlier,
   if (useEarlier)
     dataTimes = *earlier;
   else {
-    // Made whole at once: a sequence grown one entry at a time copies
-    // itself over and over on a day of exact times.
-    std::vector<DataTime> times;
-    times.reserve(entries.items.size());
-    for (const Entries::Item& item : entries.sorted())
-      times.push_back(entries.timeOf(item));
-    dataTimes = SeqOf<DataTime>(static_cast<int>(times.size()), times.data());
+    // Made whole at once, in place: a sequence grown one entry at a time
+    // copies itself over and over on a day of exact times.
+    const std::vector<Entries::Item>& items = entries.sorted();
+    dataTimes.setLength(static_cast<int>(items.size()));
+    for (size_t i = 0; i < items.size(); ++i)
+      dataTimes[static_cast<int>(i)] = entries.timeOf(items[i]);
   }
   return true;
 }

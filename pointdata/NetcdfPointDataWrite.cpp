@@ -583,29 +583,25 @@ int* NetcdfPointData::finishNewRecord(Store& st, int syncCase) {
 
 int NetcdfPointData::mysync(PointNetcdfFileInfo* fileInfo) {
   if (fileInfo == nullptr ||
-      (fileInfo->handle == nullptr && fileInfo->ncFile == nullptr))
+      (fileInfo->handle == nullptr && fileInfo->ncid < 0))
     return -1;
   int syncWorks = process().syncWorksForWriting;
   ZLOG(LogStream::DEBUG) << "In mysync, NC_SYNC_WORKS_FOR_WRITING = "
                          << syncWorks << std::endl;
-  int id = fileInfo->handle != nullptr ? *fileInfo->handle
-                                       : fileInfo->ncFile->id();
+  int id = fileInfo->handle != nullptr ? *fileInfo->handle : fileInfo->ncid;
   if (_writable && syncWorks == 1) {
     ncsync(id);
     return id;
   }
   // Where a sync can't be trusted, a close writes everything out and an
   // open sees what others wrote; the holder's cell follows the new id.
-  deleteNcFile(fileInfo->ncFile);
-  fileInfo->ncFile = nullptr;
-  NcFile* file = openNetCdfFile(fileInfo->path, _writable, true);
-  if (file == nullptr) {
+  closeFiles(fileInfo);
+  if (!openInMode(fileInfo, true)) {
     closeFileInfo(fileInfo);
     return -1;
   }
-  fileInfo->ncFile = file;
-  if (fileInfo->handle != nullptr) *fileInfo->handle = file->id();
-  return file->id();
+  if (fileInfo->handle != nullptr) *fileInfo->handle = fileInfo->ncid;
+  return fileInfo->ncid;
 }
 
 PointNetcdfFileInfo* NetcdfPointData::holderOf(int* handle) const {

@@ -26,6 +26,8 @@ PointNetcdfFileInfo::PointNetcdfFileInfo()
       isOverflow(nullptr),
       handle(nullptr),
       ncFile(nullptr),
+      ncid(-1),
+      chainReads(0),
       clients(0),
       owner(nullptr),
       newer(nullptr),
@@ -48,6 +50,7 @@ void release(T*& array) {
 }  // namespace
 
 void PointNetcdfFileInfo::deleteTables() {
+  chainReads = 0;
   release(firstInBin);
   release(lastInBin);
   release(staticIds);

@@ -21,8 +21,8 @@ struct PointFileStructure;
 //   5  lats, lons, recordIds, isOverflow
 //
 // A new record is at level 0 with every array null. The arrays belong to
-// the record and are freed with it; the open file (`handle`, `ncFile`) is
-// the NetcdfPointData object's to close.
+// the record and are freed with it; the open file (`ncid`, `handle`,
+// `ncFile`) is the NetcdfPointData object's to close.
 struct PointNetcdfFileInfo {
   PointNetcdfFileInfo();
   ~PointNetcdfFileInfo();
@@ -72,7 +72,17 @@ struct PointNetcdfFileInfo {
   AbsTime nextCheck;
   // The cell that holds the netCDF id of the open file.
   int* handle;
+  // A writer's open file. A reader makes one only for a caller that asks
+  // for it (NetcdfPointData::ncFileOf()): an NcFile builds objects for
+  // every variable of the file as it opens, which costs a reader that
+  // opens a file for a few index reads more than the reads themselves.
   NcFile* ncFile;
+  // The netCDF id of the open file, -1 while it is closed: that of
+  // `ncFile` in a writer, one opened without an NcFile in a reader.
+  int ncid;
+  // Exact questions answered by reading the records of an id from the
+  // file, not from the per-record tables; the next one loads the tables.
+  int chainReads;
   int clients;
   // The object whose picture holds the record.
   NetcdfPointData* owner;

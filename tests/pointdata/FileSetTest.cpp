@@ -276,7 +276,7 @@ TEST_F(FileSetTest, IdleRecordsAreBounded) {
   EXPECT_EQ(8, NetcdfPointData::clientlessHandleCount());
   EXPECT_EQ(35, NetcdfPointData::clientlessObjectCount());
   EXPECT_EQ(1, records[0]->level) << "the oldest lost its tables";
-  EXPECT_EQ(nullptr, records[0]->ncFile);
+  EXPECT_EQ(-1, records[0]->ncid) << "and its file";
   EXPECT_EQ(3, records[1]->level);
   EXPECT_EQ(nullptr, records[27]->handle) << "the oldest handles closed";
   for (int i = 28; i < 36; ++i) EXPECT_NE(nullptr, records[i]->handle) << i;

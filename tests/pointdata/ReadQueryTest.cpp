@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <netcdf.h>
+#include <netcdfcpp.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 
 #include "DataTime.h"
 #include "NetcdfPointData.h"
+#include "PointNetcdfFileInfo.h"
 #include "PointStoreFixture.h"
 #include "RecordSet.h"
 #include "TimeRange.h"
@@ -145,6 +147,54 @@ TEST_F(ReadQueryTest, AnEarlierResultIsExtendedByWhatCameSince) {
   SeqOf<DataTime> fresh;
   ASSERT_TRUE(makeReader().inventory(fresh, -1));
   EXPECT_EQ(validTimes(fresh), validTimes(after));
+}
+
+// A fresh reader's first exact question of a file reads the id's records
+// from the file, the next loads the file's tables; a long chain is read
+// by the tables at once. Every way gives the same answer, and a reader
+// holds no NcFile until a caller asks for one.
+TEST_F(ReadQueryTest, ExactTimesFromTheFileAndFromItsTables) {
+  makeWriter();
+  std::vector<long> shortChain, longChain;
+  for (long i = 0; i < 70; ++i) {
+    if (i % 20 == 0) {
+      shortChain.push_back(kNoon + i * 10 + 5);
+      put("KDEN", shortChain.back());
+    }
+    longChain.push_back(kNoon + i * 10);
+    put("LONG", longChain.back());
+  }
+  struct Case {
+    const char* id;
+    const std::vector<long>& expected;
+    int levelAfterFirst;
+  } cases[] = {{"KDEN", shortChain, 3}, {"LONG", longChain, 4}};
+  for (const Case& c : cases) {
+    NetcdfPointData& r = makeReader();
+    PointNetcdfFileInfo* info = r.fileInfoAt(AbsTime(kNoon));
+    ASSERT_NE(nullptr, info);
+    for (int ask = 1; ask <= 2; ++ask) {
+      SeqOf<DataTime> times;
+      ASSERT_TRUE(r.idInventory(c.id, times, -1));
+      EXPECT_EQ(c.expected, validTimes(times)) << c.id << " ask " << ask;
+      EXPECT_EQ(ask == 1 ? c.levelAfterFirst : 4, info->level) << c.id;
+    }
+    EXPECT_EQ(nullptr, info->ncFile);
+  }
+  NetcdfPointData& r = makeReader();
+  int base = NetcdfPointData::fileOpenCount();
+  SeqOfPtr<int*> handles;
+  ASSERT_TRUE(r.handlesForRange(span(kNoon, kNoon + 600), handles));
+  ASSERT_EQ(1, handles.length());
+  NcFile* file = r.ncFileOf(handles[0]);
+  ASSERT_NE(nullptr, file);
+  EXPECT_TRUE(file->is_valid());
+  EXPECT_EQ(file, r.ncFileOf(handles[0]));
+  EXPECT_NE(nullptr, file->get_var("temperature"));
+  EXPECT_EQ(base + 1, NetcdfPointData::fileOpenCount()) << "beside the id";
+  EXPECT_TRUE(r.releaseHandles(handles));
+  reader.reset();
+  EXPECT_EQ(base - 1, NetcdfPointData::fileOpenCount()) << "all closed";
 }
 
 TEST_F(ReadQueryTest, RecordsOfARangeInOneFile) {

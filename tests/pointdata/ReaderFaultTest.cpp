@@ -183,6 +183,7 @@ TEST_F(ReaderFaultTest, AReaderFollowsAWriterInAnotherProcess) {
   NetcdfPointData reader(dir.path().c_str(), false, false);
   reader.setCheckInterval(0);
   size_t lastSeen = 0;
+  size_t lastOfOne = 0;
   int answers = 0;
   int status = 0;
   bool done = false;
@@ -195,6 +196,16 @@ TEST_F(ReaderFaultTest, AReaderFollowsAWriterInAnotherProcess) {
     for (size_t i = 0; i < seen.size(); ++i)
       ASSERT_EQ(kNoon + static_cast<long>(i) * kStep, seen[i]) << "not a prefix";
     lastSeen = seen.size();
+    // A fresh reader's first exact question of an id reads its records
+    // from each file, not from tables.
+    NetcdfPointData fresh(dir.path().c_str(), false, false);
+    SeqOf<DataTime> ofOne;
+    ASSERT_TRUE(fresh.idInventory("S3", ofOne, -1));
+    std::vector<long> chain = validTimes(ofOne);
+    ASSERT_GE(chain.size(), lastOfOne);
+    for (size_t i = 0; i < chain.size(); ++i)
+      ASSERT_EQ(kNoon + (3 + 10 * static_cast<long>(i)) * kStep, chain[i]);
+    lastOfOne = chain.size();
     SeqOfPtr<int*> handles;
     TimeRange all(AbsTime(kNoon), AbsTime(kNoon + 2 * kHour));
     ASSERT_TRUE(reader.handlesForRange(all, handles));
@@ -223,6 +234,7 @@ TEST_F(ReaderFaultTest, AReaderFollowsAWriterInAnotherProcess) {
   reader.noteNewDataTime(DataTime(AbsTime(kNoon + (kRecords - 1) * kStep)));
   ASSERT_TRUE(reader.inventory(last, -1));
   EXPECT_EQ(static_cast<size_t>(kRecords), validTimes(last).size());
+  EXPECT_EQ(6u, lastOfOne) << "the answer after the writer's end";
   EXPECT_LT(3, answers);
 }
 
