@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "EventDispatcher.h"
 #include "LogStream.h"
 
 namespace {
@@ -64,6 +65,7 @@ SignalCatcher::SignalCatcher() : _client(&_plainClient) {
   // Set before the handlers: a signal may come at once.
   theCatcher = this;
   pipeWriteEnd = _pipe.writeEnd();
+  EventDispatcher::setPendingSignalServer(servePendingSignals);
   installHandlers();
 }
 

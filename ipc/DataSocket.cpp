@@ -325,7 +325,9 @@ void DataSocket::syncWrite(PendingMsg& pending) {
           << std::endl;
       pending.setStatus(PendingMsg::UNAVAILABLE);
     } else if (errno == EINTR) {
-      // A signal: a stopped dispatcher means the process is ending.
+      // A signal: served here, since the loop can't be reached; then a
+      // stopped dispatcher means the process is ending.
+      EventDispatcher::servePendingSignals();
       EventDispatcher& dispatcher = EventDispatcher::instance();
       if (dispatcher.started() && !dispatcher.running())
         pending.setStatus(PendingMsg::SYSTEM_ERROR);

@@ -147,3 +147,15 @@ long EventDispatcher::ticksPerSecond() {
   static const long perSecond = sysconf(_SC_CLK_TCK);
   return perSecond;
 }
+
+namespace {
+void (*pendingSignalServer)() = nullptr;
+}  // namespace
+
+void EventDispatcher::setPendingSignalServer(void (*server)()) {
+  pendingSignalServer = server;
+}
+
+void EventDispatcher::servePendingSignals() {
+  if (pendingSignalServer != nullptr) pendingSignalServer();
+}

@@ -51,6 +51,12 @@ class EventDispatcher {
   SelectResult selectWrapper(Set<DescriptorEventClient*>& set,
                              timeval* timeout);
 
+  // A wait that can't return to the loop (a blocked write) lets the
+  // signals that came meanwhile be served through this, when the process
+  // has a signal pipe.
+  static void setPendingSignalServer(void (*server)());
+  static void servePendingSignals();
+
   // Clock ticks (times() units, monotonic) as a counter that wraps at
   // 0x7FFFFFFF, which the timer arithmetic expects whatever the
   // width of clock_t.

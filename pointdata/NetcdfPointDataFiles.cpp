@@ -601,8 +601,11 @@ bool NetcdfPointData::makeFileFor(const AbsTime& time) {
     return false;
   }
   TextString path = dmFileName(_directory, fileTime, "", "");
+  // The move never replaces a file: the command of a writer killed during
+  // its sleep goes on without it, and its late move must not put an empty
+  // copy over the file that its successor has made and filled since.
   TextString command = TextString("cp '") + _directory + "/template' '" +
-                       _directory + "/scrfil' ; sleep 1 ; mv '" + _directory +
+                       _directory + "/scrfil' ; sleep 1 ; mv -n '" + _directory +
                        "/scrfil' '" + path + "'";
   if (system(command.chars()) != 0) {
     ZLOG(LogStream::BUG) << "Template copy command failed." << std::endl;
