@@ -45,22 +45,36 @@ void DecoderSiteTest::SetUp() {
   setenv("LOG_DIR", root.file("logs").c_str(), 1);
 }
 
-void DecoderSiteTest::makeSite(const std::string& data) {
-  for (const ProductTraits* t : {&kModelTraits, &kGoesTraits, &kPoesTraits}) {
-    fs::create_directories(data + t->dataDirectory);
-    fs::create_directories(data + t->badDirectory);
-  }
-  auto point = [&](const std::string& relative, const std::string& name) {
-    fs::create_directories(data + relative);
-    fs::copy_file(ZEPH_SITE_TEMPLATES "/" + name + ".nc",
-                  data + relative + "/template",
-                  fs::copy_options::overwrite_existing);
+const std::vector<SiteFamily>& siteFamilies() {
+  static const std::vector<SiteFamily> families = {
+      {"model", &kModelTraits, "model",
+       {{"/point/model/ETA/netcdf", "modelETA"},
+        {"/point/model/RUC/netcdf", "modelRUC"},
+        {"/point/model/AVN/netcdf", "modelAVN"},
+        {"/point/model/NGM/netcdf", "modelNGM"}}},
+      {"goes", &kGoesTraits, "goes", {{"/point/GOES/netcdf", "goes"}}},
+      {"poes", &kPoesTraits, "poes", {{"/point/POES/netcdf", "poes"}}},
+      {"acars", &kAcarsTraits, "acars", {{"/point/acars/netcdf", "acars"}}},
+      {"csw", &kHdwTraits, "hdw", {{"/point/CSW/netcdf", "csw"}}},
+      {"prof", &kProfilerTraits, "profiler",
+       {{"/point/prof/netcdf", "profiler"}, {"/point/CAP/netcdf", "profilerCAP"}}},
+      {"quikscat", &kQuikScatTraits, "quikscat",
+       {{"/point/QuikScat/netcdf", "quikscat"}}},
   };
-  for (const char* model : {"ETA", "RUC", "AVN", "NGM"})
-    point(std::string("/point/model/") + model + "/netcdf",
-          std::string("model") + model);
-  point("/point/GOES/netcdf", "goes");
-  point("/point/POES/netcdf", "poes");
+  return families;
+}
+
+void DecoderSiteTest::makeSite(const std::string& data) {
+  for (const SiteFamily& family : siteFamilies()) {
+    fs::create_directories(data + family.traits->dataDirectory);
+    fs::create_directories(data + family.traits->badDirectory);
+    for (const auto& point : family.pointDirectories) {
+      fs::create_directories(data + point.first);
+      fs::copy_file(ZEPH_SITE_TEMPLATES "/" + point.second + ".nc",
+                    data + point.first + "/template",
+                    fs::copy_options::overwrite_existing);
+    }
+  }
 }
 
 void DecoderSiteTest::putSample(const ProductTraits& t, const std::string& family,

@@ -17,8 +17,19 @@ int freePort();
 // looks for it: five characters behind the first point.
 std::string naming(const std::string& id);
 
-// A site under a temporary root for decoder processes: the model, GOES
-// and POES directories with their point directories, a configuration of
+// A product family as a decoder process finds it: its word, its
+// directories, its sample folder, its point directories with the name of
+// each one's template.
+struct SiteFamily {
+  const char* word;
+  const ProductTraits* traits;
+  const char* samples;
+  std::vector<std::pair<std::string, std::string>> pointDirectories;
+};
+const std::vector<SiteFamily>& siteFamilies();
+
+// A site under a temporary root for decoder processes: the directories of
+// every family with their point directories, a configuration of
 // its own whose notification server and data controller stand at free
 // ports, and a log directory. The children run with standard error in
 // one file.
