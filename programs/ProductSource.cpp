@@ -10,6 +10,8 @@
 // (COMMS_ROUTER). Without -w the program ends after one pass and leaves
 // the files; with -w it reads the directory again every SECONDS and
 // removes each file once it went out, so that nothing is sent twice.
+// Names that begin with "." are passed over: a feed writes a file under
+// such a name and renames it when it is whole.
 // Exit status: 0 when every file went out, 1 when any didn't, 64 on a bad
 // option.
 #include <sys/stat.h>

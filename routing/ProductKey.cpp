@@ -38,18 +38,27 @@ SeqOf<TextString>* readPatterns() {
   return words;
 }
 
+// A product without a key is read to its end once per word; the first
+// byte of the words lets most positions go at one look.
 const char* findKey(const char* message, int length) {
   static SeqOf<TextString>* words = nullptr;
+  static bool begins[256];
   static char key[kLongestKey + 1];
-  if (words == nullptr && (words = readPatterns()) == nullptr) {
-    ZLOG(LogStream::PROBLEM) << "Unable to read the patterns file"
-                             << std::endl;
-    return nullptr;
+  if (words == nullptr) {
+    if ((words = readPatterns()) == nullptr) {
+      ZLOG(LogStream::PROBLEM) << "Unable to read the patterns file"
+                               << std::endl;
+      return nullptr;
+    }
+    for (int w = 0; w < words->length(); ++w)
+      begins[static_cast<unsigned char>(words->at(w).chars()[0])] = true;
   }
   if (message == nullptr || length < 0) return nullptr;
+  const SeqOf<TextString>& list = *words;
   for (int pos = 0; pos < length; ++pos) {
-    for (int w = 0; w < words->length(); ++w) {
-      const TextString& word = (*words)[w];
+    if (!begins[static_cast<unsigned char>(message[pos])]) continue;
+    for (int w = 0; w < list.length(); ++w) {
+      const TextString& word = list.at(w);
       if (word.length() > static_cast<unsigned>(length - pos) ||
           std::memcmp(message + pos, word.chars(), word.length()) != 0)
         continue;

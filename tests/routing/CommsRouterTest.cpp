@@ -172,6 +172,28 @@ TEST_F(CommsRouterTest, ClientsOutliveARestartAndVanishedOnesAreDropped) {
                                         "with the COMMS_ROUTER."));
 }
 
+TEST_F(CommsRouterTest, AWatchingSourceSendsFilesAsTheyComeAndRemovesThem) {
+  auto router = startRouter();
+  auto client = startClient("a", "^JUSA|^ZZEND");
+  TempDir dir;
+  ChildProgram source({PRODUCT_SOURCE_EXE, "-k", "-w", "1", dir.path()},
+                      log("source"));
+  // Written under a hidden name and renamed when whole, as a feed would.
+  for (const char* name : {"JUSA41_KWBC_2024032212", "ZZEND01.x"}) {
+    writeFile(dir.file(".part"), product("SAUS70 KWBC").substr(0, 3));
+    rename(dir.file(".part").c_str(), dir.file(name).c_str());
+  }
+  std::vector<std::string> lines;
+  EXPECT_EQ(keysUpToEnd(*client, &lines), std::vector<std::string>{"JUSA41"});
+  EXPECT_NE(readFile(log("router")).find("NCF_ENTRY DSMsg: ZZEND01 2 3"),
+            std::string::npos);
+  for (int i = 0; i < 40 && access(dir.file("ZZEND01.x").c_str(), F_OK) == 0;
+       ++i)
+    usleep(50000);
+  EXPECT_NE(access(dir.file("JUSA41_KWBC_2024032212").c_str(), F_OK), 0);
+  EXPECT_NE(access(dir.file("ZZEND01.x").c_str(), F_OK), 0);
+}
+
 TEST_F(CommsRouterTest, ARequestIsRetriedUntilTakenAndTheLatestPatternWins) {
   StderrCapture err;
   EXPECT_EQ(getCommsData("^JUSA|^ZZEND", "COMMS_ROUTER", keepOwn), 0);
