@@ -308,7 +308,10 @@ void NetcdfPointData::findChainHead(Store& st) {
 long NetcdfPointData::findExistingRecord(const Store& st) const {
   const PointNetcdfFileInfo* info = st.info;
   long known = std::min(info->nRecords, info->capacity);
-  if (st.head < 0) return -1;
+  // A head past the records the file holds was written by a writer that
+  // died before its record reached the file: there is no such record, and
+  // the id's entry is set right by the new one.
+  if (st.head < 0 || st.head >= known) return -1;
   if (info->prevRecord == nullptr || info->invTime == nullptr) return st.head;
   for (long r = st.head; r >= 0 && r < known; r = info->prevRecord[r]) {
     if (info->invTime[r] == st.validTime) return r;
