@@ -7,8 +7,11 @@
 namespace {
 
 const char* const kDefaultDictName = "dataInfo";
-// A composite that names itself, directly or not, ends here.
+// Composites within composites end here.
 const int kMaxCompositeDepth = 16;
+// The parts looked up for one resolution, at most: parts of parts that
+// name the same keys again and again multiply beyond any real composite.
+const int kMaxPartLookups = 4096;
 
 struct TableState {
   DM_DataAccessInfoDict* dict = nullptr;
@@ -128,19 +131,35 @@ int DM_DataAccessInfo::fileClass() const {
 
 SeqOf<unsigned long>* DM_DataAccessInfo::leafKeys() const {
   SeqOf<unsigned long>* keys = new SeqOf<unsigned long>;
-  addLeafKeys(*keys, 0);
+  SeqOf<unsigned long> path;
+  int lookups = kMaxPartLookups;
+  addLeafKeys(*keys, path, lookups);
+  if (lookups < 0) {
+    ZLOG(LogStream::PROBLEM) << "Composite data access key " << _key
+                             << " has too many parts" << std::endl;
+  }
   return keys;
 }
 
+// `path`: the composites being resolved, this one's parents.
 void DM_DataAccessInfo::addLeafKeys(SeqOf<unsigned long>& keys,
-                                    int depth) const {
+                                    SeqOf<unsigned long>& path,
+                                    int& lookups) const {
   if (!isComposite()) {
     if (_key != 0) keys.append(_key);
     return;
   }
-  if (depth >= kMaxCompositeDepth) return;
-  for (int i = 0; i < _partKeys.length(); ++i) {
-    unsigned long part = _partKeys.at(i);
-    if (part != 0) DM_DataAccessInfo(part).addLeafKeys(keys, depth + 1);
+  if (path.findFirst(_key) >= 0) {
+    ZLOG(LogStream::PROBLEM) << "Composite data access key " << _key
+                             << " includes itself" << std::endl;
+    return;
   }
+  if (path.length() >= kMaxCompositeDepth) return;
+  path.append(_key);
+  for (int i = 0; i < _partKeys.length() && lookups >= 0; ++i) {
+    unsigned long part = _partKeys.at(i);
+    if (part != 0 && --lookups >= 0)
+      DM_DataAccessInfo(part).addLeafKeys(keys, path, lookups);
+  }
+  path.setLength(path.length() - 1);
 }

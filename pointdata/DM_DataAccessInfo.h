@@ -55,13 +55,15 @@ class DM_DataAccessInfo {
   int fileClass() const;
   bool isComposite() const { return _partKeys.length() > 0; }
   // The keys of actual data behind this one, composites resolved; owned by
-  // the caller.
+  // the caller. A composite among its own parts is resolved once, and the
+  // resolution stops after a few thousand parts, after logging either.
   SeqOf<unsigned long>* leafKeys() const;
 
  private:
   friend class DM_DataAccessInfoDict;
 
-  void addLeafKeys(SeqOf<unsigned long>& keys, int depth) const;
+  void addLeafKeys(SeqOf<unsigned long>& keys, SeqOf<unsigned long>& path,
+                   int& lookups) const;
 
   unsigned long _key;
   TextString _name;

@@ -3,6 +3,7 @@
 // look-ups of ids in it.
 
 #include <netcdf.h>
+#include <netcdfcpp.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -138,6 +139,11 @@ bool NetcdfPointData::openAndCount(LevelRead& r, int ncid, bool stale) {
     ZLOG(LogStream::BUG) << "PANIC!!! Error calling ncsync!!!" << std::endl;
     return false;
   }
+  // The NcFile a reader's caller asked for is a second open of the file:
+  // it follows the writer with the index.
+  NcFile* asked = r.info->ncFile;
+  if ((stale || r.forced) && asked != nullptr && asked->id() != r.ncid)
+    ncsync(asked->id());
   if (stale) setNextCheck(r.info);
   if (!PointIndexReader::recordCount(r.ncid, r.s->recordDim, r.length)) {
     logReadFailure("unable to read record dimension", r.info->path, r.ncid,
@@ -200,7 +206,9 @@ bool NetcdfPointData::readBins(LevelRead& r) {
   PointNetcdfFileInfo* info = r.info;
   if (s.nBins > 1) {
     bool existed = info->firstInBin != nullptr && info->lastInBin != nullptr;
-    if (!ensureArray(info->firstInBin, s.nBins) ||
+    if (!PointIndexReader::holds(r.ncid, s.firstInBinVar, s.nBins, 0) ||
+        !PointIndexReader::holds(r.ncid, s.lastInBinVar, s.nBins, 0) ||
+        !ensureArray(info->firstInBin, s.nBins) ||
         !ensureArray(info->lastInBin, s.nBins)) {
       logReadFailure("unable to read firstInBin", info->path, r.ncid,
                      " firstInBinVar  ", s.firstInBinVar, s.nBins);
@@ -239,6 +247,13 @@ bool NetcdfPointData::readIdTable(LevelRead& r) {
                    (!chars || info->inventoryChars != nullptr) &&
                    (!ints || info->inventory != nullptr);
     bool ready =
+        PointIndexReader::holds(r.ncid, s.staticIdsVar, s.maxStaticIds,
+                                s.totalIdLen) &&
+        PointIndexReader::holds(r.ncid, s.lastRecordVar, s.maxStaticIds, 0) &&
+        (!chars || PointIndexReader::holds(r.ncid, s.inventoryVar,
+                                           s.maxStaticIds, s.nBins)) &&
+        (!ints ||
+         PointIndexReader::holds(r.ncid, s.inventoryVar, s.maxStaticIds, 0)) &&
         ensureArray(info->staticIds, tableSize(s.maxStaticIds, s.totalIdLen)) &&
         ensureArray(info->lastRecord, s.maxStaticIds) &&
         (!chars ||

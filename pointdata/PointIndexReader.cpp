@@ -95,6 +95,20 @@ bool PointIndexReader::readChars(int ncid, int varId, long start, long rows,
   return ncvarget(ncid, varId, s, c, out) >= 0;
 }
 
+bool PointIndexReader::holds(int ncid, int varId, long rows, long rowLength) {
+  int rank = 0;
+  int dims[NC_MAX_VAR_DIMS];
+  if (varId < 0 || nc_inq_varndims(ncid, varId, &rank) != NC_NOERR ||
+      rank != (rowLength > 0 ? 2 : 1) ||
+      nc_inq_vardimid(ncid, varId, dims) != NC_NOERR)
+    return false;
+  size_t length[2] = {0, 0};
+  for (int d = 0; d < rank; ++d)
+    if (nc_inq_dimlen(ncid, dims[d], &length[d]) != NC_NOERR) return false;
+  return rows <= static_cast<long>(length[0]) &&
+         (rank == 1 || rowLength <= static_cast<long>(length[1]));
+}
+
 bool PointIndexReader::readNStaticIds(int ncid, const PointFileStructure& s,
                                       PointNetcdfFileInfo* info,
                                       long nRecords) {
@@ -125,6 +139,7 @@ bool PointIndexReader::readGlobalInventory(int ncid,
     return true;
   }
   if (info->globalInventoryChars == nullptr) {
+    if (!holds(ncid, s.globalInventoryVar, s.nBins, 0)) return false;
     info->globalInventoryChars = newIndexArray<char>(s.nBins);
     if (info->globalInventoryChars == nullptr) return false;
   }

@@ -28,6 +28,11 @@ class PointIndexReader {
   // of two dimensions; with `rows` -1, one row of a variable of one.
   static bool readChars(int ncid, int varId, long start, long rows,
                         long rowLength, char* out);
+  // Whether a variable outside the records has room for `rows` rows of
+  // `rowLength` (0: a variable of one dimension). A table is sized by the
+  // structure, which an override may have set beyond the file's own
+  // variables: it isn't made larger than what can be read into it.
+  static bool holds(int ncid, int varId, long rows, long rowLength);
 
   // The tables of level 1. A file without records has none of its own,
   // whatever the template held: no ids, no bins set, no overflow.

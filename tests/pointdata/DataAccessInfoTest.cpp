@@ -106,6 +106,30 @@ TEST_F(DataAccessInfoTest, CompositeRecords) {
   EXPECT_TRUE(leaves(7777).empty());
 }
 
+// A composite among its own parts, or parts that multiply, once took
+// the process away for hours: each is cut, with a line in the log.
+TEST_F(DataAccessInfoTest, CompositesThatNameThemselvesOrMultiplyAreCut) {
+  std::string table =
+      "1 | loop | V | 0 | 0 | 0 | 0 | +1, +0, +0, +0 | | | itself, thrice\n"
+      "2 | leaf | 0 | 0 | 0 | 0 | 0 | d | | | a leaf\n";
+  for (int key = 10; key < 16; ++key)
+    table += std::to_string(key) + " | fan | V | 0 | 0 | 0 | 0 | " +
+             "+1,+1,+1,+1,+1,+1,+1,+1 | | | eight of the next\n";
+  table += "16 | leaf | 0 | 0 | 0 | 0 | 0 | d | | | a leaf\n";
+  useTable(table);
+  StderrCapture err;
+  EXPECT_EQ((std::vector<unsigned long>{2}), leaves(1));
+  std::vector<unsigned long> fan = leaves(10);
+  EXPECT_LT(1000u, fan.size());
+  EXPECT_GT(4096u, fan.size());
+  EXPECT_EQ(std::vector<unsigned long>(fan.size(), 16), fan);
+  std::string log = err.text();
+  EXPECT_EQ(3, countOf(log, "PROBLEM: Composite data access key 1 includes "
+                            "itself\n"));
+  EXPECT_EQ(1, countOf(log, "PROBLEM: Composite data access key 10 has too "
+                            "many parts\n"));
+}
+
 TEST_F(DataAccessInfoTest, TableKeysOverrideAndTemporaryFiles) {
   useTable(kTable);
   EXPECT_EQ(dataAccessDict(), dataAccessDict());

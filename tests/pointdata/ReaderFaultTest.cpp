@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <netcdf.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -59,6 +60,25 @@ TEST_F(ReaderFaultTest, AFilePurgedDuringAnInventory) {
                 dir.path() + "\n",
             err.text());
   EXPECT_EQ(2, reader.fileTimes().length());
+}
+
+// An override that sizes the table of ids beyond what the file holds
+// fails the file's reads, and no table of that size is made first. The
+// file is the newest: each pass waits a second for it, then gives up.
+TEST_F(ReaderFaultTest, AnOverrideBeyondTheFilesTablesFailsItsReads) {
+  makeWriter();
+  put("KDEN", kNoon + 100);
+  writeFile(dir.file("template.override"), "maxStaticIds 20000000\n");
+  NetcdfPointData reader(dir.path().c_str(), false, false);
+  struct rusage before, after;
+  getrusage(RUSAGE_SELF, &before);
+  StderrCapture err;
+  EXPECT_TRUE(exactTimes(reader, "KDEN").empty());
+  getrusage(RUSAGE_SELF, &after);
+  std::string log = err.text();
+  EXPECT_EQ(3, countOf(log, "PROBLEM: unable to read staticIds\n")) << log;
+  EXPECT_EQ(1, countOf(log, "BUG: Serious file access problems\n")) << log;
+  EXPECT_GT(64 * 1024, after.ru_maxrss - before.ru_maxrss) << "kilobytes";
 }
 
 // A file replaced under its name (as a copy that lands by rename) while
