@@ -49,7 +49,7 @@ bool AcarsBufrDecoder::validBufrFile(const TextString& name) {
     const TextString& code = _prefixes.keyAt(p);
     ZLOG(LogStream::VERBOSE) << "ACARS ident string = " << code << std::endl;
     unsigned position = 0;
-    if (!code.isEmpty() && name.search(code, position)) return true;
+    if (name.search(code, position)) return true;
   }
   ZLOG(LogStream::PROBLEM) << "Not a valid ACARS BUFR file name - " << name
                            << std::endl;
