@@ -27,16 +27,16 @@ std::ostream& operator<<(std::ostream& out, const ByteList& list) {
   return out << " ]";
 }
 
-// The arguments of a message, read whole, or false after a PROBLEM line:
-// a routine failed, or `length` claims more bytes than came.
+// The position behind the arguments of a message, or null after a PROBLEM
+// line when a routine failed: the bytes didn't hold what they claimed.
 template <class Args>
-bool readArgs(Args& pkg, char* args, long argLength, const char* what) {
+char* readArgs(Args& pkg, char* args, long argLength, const char* what) {
   unsigned long failures = marshallingFailures();
-  pkg.quantize(args, args + argLength);
-  if (marshallingFailures() == failures) return true;
+  char* behind = pkg.quantize(args, args + argLength);
+  if (marshallingFailures() == failures) return behind;
   ZLOG(LogStream::PROBLEM) << "NCF_FAIL Unreadable " << what << " message"
                            << std::endl;
-  return false;
+  return nullptr;
 }
 
 bool lengthFits(long length, long available, const char* what) {
@@ -126,12 +126,8 @@ void CommsReceiver::ldmMessage(long argLength, char* args) {
 // The bytes stand plainly behind the three numbers.
 void CommsReceiver::dsMessage(long argLength, char* args) {
   ArgPkg3<TextString, long, long> pkg;
-  unsigned long failures = marshallingFailures();
-  char* bytes = pkg.quantize(args, args + argLength);
-  if (marshallingFailures() != failures) {
-    ZLOG(LogStream::PROBLEM) << "NCF_FAIL Unreadable DS message" << std::endl;
-    return;
-  }
+  char* bytes = readArgs(pkg, args, argLength, "DS");
+  if (bytes == nullptr) return;
   if (!lengthFits(pkg.arg3, args + argLength - bytes, "DS msg")) return;
   ZLOG(LogStream::EVENT) << "NCF_ENTRY DSMsg: " << pkg.arg1 << " " << pkg.arg2
                          << " " << pkg.arg3 << std::endl;
