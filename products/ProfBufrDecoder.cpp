@@ -177,7 +177,8 @@ bool ProfBufrDecoder::preprocessDecodedValues() {
     _levelIndex[i] = _levelCounters[a]++;
   }
   for (int a = 0; a < kArrays; ++a) {
-    if (_profileSets[a].length() <= subset) _profileSets[a].setLength(subset + 1);
+    if (_profileSets[a].length() <= subset)
+      _profileSets[a].setLength(subset + 1);
     _profileSets[a][subset] = _workArrays[a];
   }
   logLevels();
