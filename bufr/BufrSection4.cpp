@@ -191,9 +191,13 @@ bool BufrDecoder::expandDelayedGroup(int count, SeqOf<int>& list,
                              count);
 }
 
-// Every pass reads from the start of the data, with no associated field
-// and no counts.
+// Every pass reads from the start of the data, with no associated field,
+// no counts and no compressed element open: an element that a failed
+// message left in the middle would otherwise be read on from this
+// message's first bits, fail it in the middle too, and so every
+// compressed message after it.
 void BufrDecoder::startDataPass() {
+  BufrEngineState::get().width = 0;
   _bitPos = 0;
   _readPtr = _dataBuffer;
   _assocActive = false;
