@@ -23,6 +23,7 @@
 #include "ModelBufrDecoder.h"
 #include "ProductSite.h"
 #include "ProfBufrDecoder.h"
+#include "QuikScatBufrDecoder.h"
 #include "SatelliteSoundingDecoder.h"
 #include "dmNotify.h"
 
@@ -78,10 +79,9 @@ std::vector<CampaignProduct> products() {
       {"hdw", &kHdwTraits,
        [] { return new HDWBufrDecoder(unpaused(kHdwTraits)); }, "hdw",
        {{"/point/CSW/netcdf", "csw"}}},
-      // QuikScat's compressed samples join when a compressed message that
-      // fails inside an element no longer leaves the engine's reader in
-      // that element: every later compressed message of the process then
-      // fails too.
+      {"quikscat", &kQuikScatTraits,
+       [] { return new QuikScatBufrDecoder(unpaused(kQuikScatTraits)); },
+       "quikscat", {{"/point/QuikScat/netcdf", "quikscat"}}},
   };
 }
 
