@@ -333,8 +333,10 @@ bool NetcdfPointData::readRecordTables(LevelRead& r) {
     // Nothing to read is all read: an empty file isn't looked at again
     // for the levels it can't have.
     info->level = std::max(info->level, std::min(r.wanted, kTopLevel));
-    return true;
   }
+  // At the top level the tables of positions and ids exist even for an
+  // empty file: a writer keeps in them the records it adds, and finds
+  // them there when the same position or id comes again.
   if (r.wanted < kTopLevel) return true;
   return readRecordPositions(r, from) && readRecordIds(r, from) &&
          readRecordOverflow(r, from);
