@@ -41,8 +41,13 @@ const BufrDecoderList::ProductWord kProductWords[] = {
 
 }  // namespace
 
+// The elements of the sequence are the only holders of their compiled
+// patterns by now: each is freed once.
 BufrDecoderList::~BufrDecoderList() {
-  for (int i = 0; i < _decoders.length(); ++i) delete _decoders.at(i).decoder;
+  for (int i = 0; i < _decoders.length(); ++i) {
+    delete _decoders.at(i).decoder;
+    regfree(&_decoders[i].compiledPattern);
+  }
 }
 
 void BufrDecoderList::addProductWords(const ProductWord* words, int count) {

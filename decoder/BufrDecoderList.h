@@ -13,8 +13,8 @@ class BufrDecoder;
 // owns the decoders; it is filled once and lives as long as the process.
 class BufrDecoderList {
  public:
-  // A copy shares what the compiled pattern points to: it is never freed
-  // while the list lives, and the process is ending when the list goes.
+  // A copy shares what the compiled pattern points to: it is freed only
+  // with the list.
   struct DecoderObjectInfo {
     TextString pattern;
     regex_t compiledPattern;

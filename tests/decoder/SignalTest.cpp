@@ -29,6 +29,12 @@ class SignalTest : public DecoderSiteTest {
     setrlimit(RLIMIT_CORE, &noCore);
     unsetenv("ZEPH_DUMP_CORE");
     unsetenv("ZEPH_TEST_HANG");
+    // Under the address sanitizer the faults must reach the process's own
+    // handlers, as they do in a plain build.
+    setenv("ASAN_OPTIONS",
+           "handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_abort=0:"
+           "allow_user_segv_handler=1",
+           1);
   }
   std::unique_ptr<ChildProgram> faulty() {
     _parent = "DATA_CONTROLLER";  // nobody there: files come from the start
