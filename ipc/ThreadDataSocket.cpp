@@ -14,6 +14,9 @@
 
 namespace {
 
+// What `ps -L` and /proc show of a send thread.
+const char* const kThreadName = "ipc send";
+
 // One lock over the figures of every peer: held for a few additions.
 pthread_mutex_t statsLock = PTHREAD_MUTEX_INITIALIZER;
 
@@ -169,7 +172,7 @@ bool ThreadDataSocket::queueSend(PendingMsg* pending) {
                          << "STARTING the SENDING THREAD!!!" << std::endl;
   if (failure == nullptr) return true;
   ZLOG(LogStream::PROBLEM) << failure << std::strerror(error) << std::endl;
-  return false;
+  return _thread != nullptr;  // a thread that isn't detached still writes
 }
 
 // Under the queue lock. The thread starts with every signal blocked, so
@@ -192,6 +195,7 @@ int ThreadDataSocket::startThread(PendingMsg* pending, const char** failure) {
     return error;
   }
   _thread = thread;
+  pthread_setname_np(*thread, kThreadName);
   error = pthread_detach(*thread);
   if (error != 0) *failure = "Cannot detach thread for message send: ";
   return error;
@@ -329,7 +333,8 @@ void ThreadDataSocket::syncSend(PendingMsg* pending) {
     pending->setStatus(PendingMsg::SYSTEM_ERROR);
     return;
   }
-  syncWrite(*pending);
+  finishHandedOver(pending);
+  if (pending->status() == PendingMsg::TO_SEND) syncWrite(*pending);
   error = pthread_mutex_unlock(&_sendLock);
   if (error != 0) {
     ZLOG(LogStream::BUG) << "pthread_mutex_unlock() failed in doSyncSend(): "
@@ -338,4 +343,21 @@ void ThreadDataSocket::syncSend(PendingMsg* pending) {
   }
   ZLOG(LogStream::EVENT) << "Synchronous send to " << peer()
                          << " has completed." << std::endl;
+}
+
+// A message that the main thread began to write and handed to a new
+// thread may still wait for that thread's first turn at the send lock. A
+// synchronous message can't go into the middle of it: the main thread
+// writes its rest first, and the thread finds it done. Under the send
+// lock, which the thread holds for every message it has begun itself.
+void ThreadDataSocket::finishHandedOver(PendingMsg* pending) {
+  PendingMsg* head = nullptr;
+  pthread_mutex_lock(&_queueLock);
+  if (!_queue.isEmpty()) _queue.peek(head);
+  pthread_mutex_unlock(&_queueLock);
+  if (head == nullptr || head->status() != PendingMsg::TO_SEND ||
+      head->remaining() == head->size())
+    return;
+  syncWrite(*head);
+  if (head->status() != PendingMsg::SENT) pending->setStatus(head->status());
 }

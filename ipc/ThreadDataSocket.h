@@ -28,7 +28,7 @@ struct ThreadStatRec {
 // socket writes the queue out while the main thread goes on: a peer that
 // stops reading doesn't stop the process. The thread exists only while
 // there is something to write, so a process that never fills a socket
-// stays single-threaded.
+// stays single-threaded. A send thread is named "ipc send".
 //
 // `_queueLock` guards the queue, the thread and `_closed`; `_sendLock` is
 // held for the whole write of one message, by the thread or by a
@@ -65,6 +65,7 @@ class ThreadDataSocket : public DataSocket {
   void stopThread();
   void waitForSections();
   void writeOne(PendingMsg* pending);
+  void finishHandedOver(PendingMsg* pending);
   PendingMsg* threadCompleted(PendingMsg* pending);
   void threadGone();
   void count(PendingMsg* pending, bool finished);
