@@ -4,6 +4,7 @@
 
 #include "BufrDecoder.h"
 #include "BufrSignalClient.h"
+#include "CommsReceiver.h"
 #include "DataRequest.h"
 #include "FAC_Receiver.h"
 #include "IPC_Target.h"
@@ -26,6 +27,7 @@ DataCallback messageHandler = nullptr;
 
 void startIpc() {
   SocketConnection::start();
+  CommsReceiver::instance();
   DataCaptReceiver::instance();
   ProcMgmtReceiver::instance();
   FAC_Receiver::instance();
