@@ -58,13 +58,19 @@ int countOf(const std::string& haystack, const std::string& needle) {
 namespace {
 
 // Test programs log like any process; their log files go to a directory of
-// their own, not into the directory the tests run in.
+// their own, not into the directory the tests run in. Their log preference
+// file, an empty one there, keeps the defaults without the note on
+// standard error that a process without one gets (and their children
+// inherit it).
 struct LogDirectoryForTests {
   LogDirectoryForTests() {
     char pattern[] = "/tmp/zephlog.XXXXXX";
     if (const char* made = mkdtemp(pattern)) {
       dir = made;
       setenv("LOG_DIR", made, 1);
+      std::string preferences = dir + "/logPref";
+      std::ofstream(preferences.c_str());
+      setenv("LOG_PREF", preferences.c_str(), 1);
     }
   }
   ~LogDirectoryForTests() {
