@@ -2,6 +2,8 @@
 
 #include <poll.h>
 #include <signal.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -20,21 +22,6 @@ const char* const kThreadName = "ipc send";
 // One lock over the figures of every peer: held for a few additions.
 pthread_mutex_t statsLock = PTHREAD_MUTEX_INITIALIZER;
 
-// The send thread is cancelled only where it waits for the peer (and at
-// the top of each message); everywhere else a cancellation would leave
-// the socket half changed.
-void cancellable(bool on) {
-  int old;
-  pthread_setcancelstate(on ? PTHREAD_CANCEL_ENABLE : PTHREAD_CANCEL_DISABLE,
-                         &old);
-}
-
-void cancellationPoint() {
-  cancellable(true);
-  pthread_testcancel();
-  cancellable(false);
-}
-
 int millisOf(const timeval& t) {
   return static_cast<int>(t.tv_sec * 1000 + t.tv_usec / 1000);
 }
@@ -50,23 +37,17 @@ ThreadStatRec ThreadStatRec::snapshot(const ThreadStatRec& record) {
 
 ThreadDataSocket::ThreadDataSocket(const IPC_Target& target,
                                    SocketConnection* owner)
-    : DataSocket(target, owner),
-      _thread(nullptr),
-      _closed(false),
-      _stats(nullptr),
-      _timeoutMillis(0) {
-  pthread_mutex_init(&_queueLock, nullptr);
-  pthread_mutex_init(&_sendLock, nullptr);
-  pthread_cond_init(&_threadEnded, nullptr);
+    : DataSocket(target, owner) {
+  makeLocks();
 }
 
 ThreadDataSocket::ThreadDataSocket(int fd, SocketConnection* owner,
                                    bool orphan, FrameReader* partial)
-    : DataSocket(fd, owner, orphan, partial),
-      _thread(nullptr),
-      _closed(false),
-      _stats(nullptr),
-      _timeoutMillis(0) {
+    : DataSocket(fd, owner, orphan, partial) {
+  makeLocks();
+}
+
+void ThreadDataSocket::makeLocks() {
   pthread_mutex_init(&_queueLock, nullptr);
   pthread_mutex_init(&_sendLock, nullptr);
   pthread_cond_init(&_threadEnded, nullptr);
@@ -103,15 +84,18 @@ ThreadDataSocket::~ThreadDataSocket() {
   }
 }
 
-// A detached thread can't be joined: it says, under the queue lock, when
-// it has let go of the socket, and the socket isn't freed before.
+// The thread is woken where it waits for the peer, and ends there or
+// after the write it is in. A detached thread can't be joined: it says,
+// under the queue lock, when it has let go of the socket, and the socket
+// isn't freed before.
 void ThreadDataSocket::stopThread() {
   pthread_mutex_lock(&_queueLock);
   if (_thread != nullptr) {
-    int error = pthread_cancel(*_thread);
-    if (error != 0) {
-      ZLOG(LogStream::BUG) << "pthread_cancel() failed in ~ThreadDataSocket. "
-                           << "Reason: " << std::strerror(error) << std::endl;
+    _stopping = true;
+    uint64_t one = 1;
+    if (write(_wakeFd, &one, sizeof one) != sizeof one) {
+      ZLOG(LogStream::BUG) << "Cannot wake the send thread in ~ThreadDataSocket. "
+                           << "Reason: " << std::strerror(errno) << std::endl;
     }
     while (_thread != nullptr) pthread_cond_wait(&_threadEnded, &_queueLock);
   }
@@ -179,14 +163,20 @@ bool ThreadDataSocket::queueSend(PendingMsg* pending) {
 // that signals reach the main thread, whose loop serves them. A thread
 // that runs but can't be detached goes on: its message is already its.
 int ThreadDataSocket::startThread(PendingMsg* pending, const char** failure) {
+  _wakeFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   pthread_t* thread = new pthread_t;
-  sigset_t all, old;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &old);
-  int error = pthread_create(thread, nullptr, threadMain, pending);
-  pthread_sigmask(SIG_SETMASK, &old, nullptr);
+  int error = errno;
+  if (_wakeFd != -1) {
+    sigset_t all, old;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &old);
+    error = pthread_create(thread, nullptr, threadMain, pending);
+    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+  }
   if (error != 0) {
     *failure = "Cannot create thread for message send: ";
+    if (_wakeFd != -1) close(_wakeFd);
+    _wakeFd = -1;
     PendingMsg* taken;
     _queue.dequeue(taken);
     pending->setStatus(PendingMsg::UNAVAILABLE);
@@ -204,35 +194,21 @@ int ThreadDataSocket::startThread(PendingMsg* pending, const char** failure) {
 void* ThreadDataSocket::threadMain(void* first) {
   PendingMsg* pending = static_cast<PendingMsg*>(first);
   ThreadDataSocket* self = pending->socket()->asThreadDataSocket();
-  cancellable(false);
-  pthread_cleanup_push(threadCancelled, self);
   while (pending != nullptr) {
-    cancellationPoint();
     self->writeOne(pending);
+    if (pending->status() == PendingMsg::TO_SEND) {  // the socket is going
+      pthread_mutex_lock(&self->_queueLock);
+      self->threadGone();
+      pthread_mutex_unlock(&self->_queueLock);
+      return nullptr;
+    }
     pending = self->threadCompleted(pending);
   }
-  pthread_cleanup_pop(0);
   return nullptr;
 }
 
-// Cancelled while waiting for the peer: the send lock is already free
-// (its own clean-up ran first), and the thread lets go of the socket.
-void ThreadDataSocket::threadCancelled(void* socket) {
-  ThreadDataSocket* self = static_cast<ThreadDataSocket*>(socket);
-  pthread_mutex_lock(&self->_queueLock);
-  self->threadGone();
-  pthread_mutex_unlock(&self->_queueLock);
-}
-
-void ThreadDataSocket::unlockSendLock(void* socket) {
-  int error =
-      pthread_mutex_unlock(&static_cast<ThreadDataSocket*>(socket)->_sendLock);
-  if (error != 0) {
-    std::fprintf(stderr, "Failure to unlock sendLock in doThreadCancel(): %s\n",
-                 std::strerror(error));
-  }
-}
-
+// Writes `pending` whole, or until it fails, or until the socket's
+// destructor wakes the thread.
 void ThreadDataSocket::writeOne(PendingMsg* pending) {
   int error = pthread_mutex_lock(&_sendLock);
   if (error != 0) {
@@ -241,28 +217,18 @@ void ThreadDataSocket::writeOne(PendingMsg* pending) {
     pending->setStatus(PendingMsg::SYSTEM_ERROR);
     return;
   }
-  pthread_cleanup_push(unlockSendLock, this);
-  while (pending->status() == PendingMsg::TO_SEND) {
-    pollfd writable = {descriptor(), POLLOUT, 0};
-    cancellable(true);
-    int result = poll(&writable, 1, _timeoutMillis);
-    int pollError = errno;
-    cancellable(false);
-    if (result == 1) {
+  while (pending->status() == PendingMsg::TO_SEND && !_stopping) {
+    pollfd ready[2] = {{descriptor(), POLLOUT, 0}, {_wakeFd, POLLIN, 0}};
+    int result = poll(ready, 2, _timeoutMillis);
+    if (result > 0 && ready[1].revents == 0) {
       pending->send(true);
     } else if (result == 0) {
       pending->setStatus(PendingMsg::UNAVAILABLE);
-    } else if (result == -1 && (pollError == EAGAIN || pollError == EINTR)) {
-      continue;
-    } else {
-      if (result == -1) {
-        errno = pollError;
-        std::perror("Error: poll() failed");
-      }
+    } else if (result == -1 && errno != EAGAIN && errno != EINTR) {
+      std::perror("Error: poll() failed");
       pending->setStatus(PendingMsg::SYSTEM_ERROR);
     }
   }
-  pthread_cleanup_pop(0);
   error = pthread_mutex_unlock(&_sendLock);
   if (error != 0) {
     std::fprintf(stderr, "Failure unlocking sendLock in doThreadSend(): %s\n",
@@ -274,7 +240,6 @@ void ThreadDataSocket::writeOne(PendingMsg* pending) {
 // Ends `pending` and answers the next message, or null when the thread is
 // to end: the queue is empty or the peer is gone.
 PendingMsg* ThreadDataSocket::threadCompleted(PendingMsg* pending) {
-  cancellationPoint();
   int error = pthread_mutex_lock(&_queueLock);
   if (error != 0) {
     std::fprintf(stderr, "Failed to lock queueLock in threadCompleted(): %s\n",
@@ -286,7 +251,7 @@ PendingMsg* ThreadDataSocket::threadCompleted(PendingMsg* pending) {
   _queue.dequeue(done);
   delete done;
   PendingMsg* next = nullptr;
-  if (!_closed && !_queue.isEmpty())
+  if (!_closed && !_stopping && !_queue.isEmpty())
     _queue.peek(next);
   else
     threadGone();
@@ -299,9 +264,12 @@ PendingMsg* ThreadDataSocket::threadCompleted(PendingMsg* pending) {
   return next;
 }
 
-// Under the queue lock: the thread touches the socket no more.
+// Under the queue lock: the thread touches the socket no more, and needs
+// no waking.
 void ThreadDataSocket::threadGone() {
   delete _thread.exchange(nullptr);
+  close(_wakeFd);
+  _wakeFd = -1;
   pthread_cond_broadcast(&_threadEnded);
 }
 

@@ -41,8 +41,8 @@ class ThreadDataSocket : public DataSocket {
   ThreadDataSocket(const IPC_Target& target, SocketConnection* owner);
   ThreadDataSocket(int fd, SocketConnection* owner, bool orphan,
                    FrameReader* partial);
-  // Ends a running thread (at its next cancellation point) and waits until
-  // it has let go of the socket; what is left on the queue is reported and
+  // Wakes a running thread where it waits for the peer, and waits until it
+  // has let go of the socket; what is left on the queue is reported and
   // freed.
   ~ThreadDataSocket() override;
 
@@ -59,8 +59,7 @@ class ThreadDataSocket : public DataSocket {
 
  private:
   static void* threadMain(void* first);
-  static void threadCancelled(void* socket);
-  static void unlockSendLock(void* socket);
+  void makeLocks();
   int startThread(PendingMsg* pending, const char** failure);
   void stopThread();
   void waitForSections();
@@ -77,10 +76,14 @@ class ThreadDataSocket : public DataSocket {
   QueueImpl<PendingMsg*> _queue;  // owned; the head is the thread's
   // Changed under `_queueLock`; read without it by the main thread, which
   // alone starts threads.
-  std::atomic<pthread_t*> _thread;
-  std::atomic<bool> _closed;
-  ThreadStatRec* _stats;  // the peer's figures, found at the first queueing
-  std::atomic<int> _timeoutMillis;  // the send time-out, read by the thread
+  std::atomic<pthread_t*> _thread{nullptr};
+  std::atomic<bool> _closed{false};
+  // Set by the destructor, which then wakes the thread through `_wakeFd`,
+  // an eventfd that lives as long as the thread.
+  std::atomic<bool> _stopping{false};
+  int _wakeFd = -1;
+  ThreadStatRec* _stats = nullptr;  // the peer's, found at the first queueing
+  std::atomic<int> _timeoutMillis{0};  // the send time-out, read by the thread
 };
 
 #endif  // ZEPH_IPC_THREADDATASOCKET_H_
