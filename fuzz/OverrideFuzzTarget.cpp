@@ -6,6 +6,7 @@
 // outside its arrays, and no array is sized beyond what the files hold.
 #include <stdlib.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -111,6 +112,14 @@ void readRecords(NetcdfPointData& reader, const TimeRange& range) {
 void askEverything(NetcdfPointData& reader) {
   TimeRange day(AbsTime(kNoon - kHour), AbsTime(kNoon + 3 * kHour));
   TimeRange part(AbsTime(kNoon + 1000), AbsTime(kNoon + kHour + 1000));
+  // A newest file that the overrides make unreadable costs each query a
+  // pause of a second in each of its passes, as it should: it is asked
+  // once, not for every query.
+  auto start = std::chrono::steady_clock::now();
+  SeqOf<DataTime> first;
+  reader.idInventory("S0", first, -1);
+  if (std::chrono::steady_clock::now() - start > std::chrono::seconds(1))
+    return;
   for (int quantum : {-1, 0, 900, 7200}) {
     SeqOf<DataTime> dataTimes;
     reader.idInventory("S1", dataTimes, quantum);
