@@ -38,6 +38,14 @@ std::unique_ptr<RadarKeys>& keysHolder() {
 
 long roundHalfAway(double x) { return static_cast<long>(x < 0 ? x - 0.5 : x + 0.5); }
 
+// A float's part of a hash: equal values give equal parts, and a value no
+// long holds (from a table or a caller, not a tilt) gives 0.
+unsigned long hashPart(double x) {
+  const double kLimit = 1e15;
+  if (!(x > -kLimit && x < kLimit)) return 0;
+  return static_cast<unsigned long>(roundHalfAway(x));
+}
+
 bool inTiltRange(float tilt) { return tilt >= -0.9f && tilt <= 90.0f; }
 
 void makeTiltTable(RadarKeys& k) {
@@ -47,8 +55,9 @@ void makeTiltTable(RadarKeys& k) {
   for (int i = 0; i < kTiltEntries; ++i) k.tilts[i] = (i - kTiltOffset) * 0.1f;
   for (int l = 0; l < lines.numLines(); ++l) {
     float group, low, high;
+    // Asked the way round that a number that isn't one fails too.
     if (sscanf(lines[l].chars(), "%f %f %f", &group, &low, &high) != 3 ||
-        low < -0.9f || high > 90.0f || group < low || group > high)
+        !(low >= -0.9f && high <= 90.0f && group >= low && group <= high))
       continue;
     long from = roundHalfAway(10.0 * low);
     for (long i = from; i < 10.0 * high + 0.5; ++i) {
@@ -204,9 +213,9 @@ RadarKeys& learntKeys(int national) {
 
 unsigned long hashKey(const RadarAccessKey& key) {
   return static_cast<unsigned long>(key.productCode) * 131071UL +
-         static_cast<unsigned long>(roundHalfAway(key.tilt * 100.0)) * 8191UL +
+         hashPart(key.tilt * 100.0) * 8191UL +
          static_cast<unsigned long>(key.third) * 127UL +
-         static_cast<unsigned long>(roundHalfAway(key.fourth)) * 31UL +
+         hashPart(key.fourth) * 31UL +
          static_cast<unsigned long>(key.radar);
 }
 

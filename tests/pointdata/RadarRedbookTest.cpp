@@ -105,7 +105,9 @@ TEST_F(RadarRedbookTest, TablesOfTheTestsOwn) {
             "7|2|1|3.0|0|a|b|c|n|n|n|n|d|n|n|n|n|9\n");
   std::string groups;
   for (int i = 0; i < 10; ++i) groups += "# tilt groups: group low high\n";
-  writeFile(dir.file("tiltAngleGroups.txt"), groups + "0.5 0.3 0.8\n");
+  // Numbers that aren't numbers make a line that doesn't apply.
+  writeFile(dir.file("tiltAngleGroups.txt"),
+            groups + "0.7 nan 0.9\nnan 0.3 0.8\n0.5 0.3 0.8\n");
   useSiteTables(dir.path());
   {
     StderrCapture err;
@@ -117,6 +119,7 @@ TEST_F(RadarRedbookTest, TablesOfTheTestsOwn) {
   }
   EXPECT_EQ(7, DM_RadarInfo('v', 9)._key) << "the higher value1";
   EXPECT_EQ(0.5f, groupedTilt(0.54f));
+  EXPECT_FLOAT_EQ(0.9f, groupedTilt(0.9f));
   EXPECT_EQ(45.0f, groupedTilt(45.0f));
   EXPECT_EQ(95.0f, groupedTilt(95.0f));
   // Ten lines or fewer make no table.
