@@ -7,6 +7,11 @@
 namespace {
 
 const char* const kDefaultDictName = "dataInfo";
+const long kDay = 86400;
+// A span beyond a century is held at a century: no product's data lasts
+// longer, and a time it is added to mustn't overflow.
+const long kMaxSpanDays = 36525;
+const long kMaxSpanSeconds = kMaxSpanDays * kDay;
 // Composites within composites end here.
 const int kMaxCompositeDepth = 16;
 // The parts looked up for one resolution, at most: parts of parts that
@@ -101,9 +106,12 @@ DM_DataAccessInfo::DM_DataAccessInfo(unsigned long key) : DM_DataAccessInfo() {
 }
 
 long DM_DataAccessInfo::spanSeconds() const {
-  if (_span < 0) return -_span * 86400;
-  if (_span <= 240) return _span * 3600;
-  return _span;
+  long seconds = _span;
+  if (_span < 0)
+    seconds = _span < -kMaxSpanDays ? kMaxSpanSeconds : -_span * kDay;
+  else if (_span <= 240)
+    seconds = _span * 3600;
+  return seconds < kMaxSpanSeconds ? seconds : kMaxSpanSeconds;
 }
 
 bool DM_DataAccessInfo::flag(int bit) const {

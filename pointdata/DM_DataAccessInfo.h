@@ -26,7 +26,8 @@ class DM_DataAccessInfo {
   int dataKind() const { return _dataKind; }
   long span() const { return _span; }
   float spanFloat() const { return _spanFloat; }
-  // A negative span counts days, 0 to 240 hours, anything above seconds.
+  // A negative span counts days, 0 to 240 hours, anything above seconds;
+  // a span beyond a century is held at a century.
   long spanSeconds() const;
   long flags() const { return _flags; }
   float flagsFloat() const { return _flagsFloat; }

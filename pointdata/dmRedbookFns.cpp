@@ -25,6 +25,9 @@ const unsigned kCodeLength = 6;
 const long kDefaultPeriod = 43200;
 const long kMaxShiftWindow = 1800;
 const long kShift = 60;
+// A graphic comes in hours or days: a period or phase of more than a year
+// is a table's mistake, and would overflow the time it moves.
+const long kMaxPeriod = 366 * 86400L;
 
 struct Lookups {
   Dict<TextString, unsigned long> redbook;
@@ -124,11 +127,18 @@ bool redbookFileInfo(const TextString& path, unsigned long& key,
   }
   DM_DataAccessInfo info(key);
   long period = info.period() != 0 ? info.period() : kDefaultPeriod;
+  long phase = info.phase();
+  if (period < -kMaxPeriod || period > kMaxPeriod || phase < -kMaxPeriod ||
+      phase > kMaxPeriod) {
+    ZLOG(LogStream::PROBLEM) << "Unreasonable period or phase of redbook key "
+                             << key << std::endl;
+    return false;
+  }
   long t = time.seconds();
   if (period < 0)
-    t = (t + info.phase()) - (t + info.phase()) % -period;
+    t = (t + phase) - (t + phase) % -period;
   else
-    t = t - t % period + info.phase();
+    t = t - t % period + phase;
   AbsTime ref(t);
   dataTime = DataTime(ref, 0);
   dataTime.setValidPeriod(ref, ref + info.spanSeconds(),

@@ -172,6 +172,22 @@ TEST_F(RadarRedbookTest, RedbookFilesFindTheirKeyTimeAndPath) {
   StderrCapture err;
   EXPECT_FALSE(redbookFileInfo("XXXXXX_20240601_1200", key, time, path));
   EXPECT_EQ("PROBLEM: No redbook key for XXXXXX_20240601_1200\n", err.text());
+  // A period or phase no graphic has, and a span of more than a century.
+  useTable(
+      "11001 | r | 0|0|0|0|0 | redbook | | | Redbook graphic master key\n"
+      "11002 | p | 0|0|0|0| 9223372036854775807 | rb | PEBA50_ | | PEBA50 p\n"
+      "11003 | s | 0|-99999999999999|0|0| 3600,-9000000000 | rb | PYAA00_ | | "
+      "PYAA00 s\n"
+      "11004 | c | 0|-99999999999999|0|0| 3600 | rb | PWUE01_ | | PWUE01 c\n");
+  resetRedbookLookupsForTests();
+  StderrCapture wrong;
+  EXPECT_FALSE(redbookFileInfo("PEBA50_20240601_1200", key, time, path));
+  EXPECT_FALSE(redbookFileInfo("PYAA00_20240601_1200", key, time, path));
+  EXPECT_EQ("PROBLEM: Unreasonable period or phase of redbook key 11002\n"
+            "PROBLEM: Unreasonable period or phase of redbook key 11003\n",
+            wrong.text());
+  ASSERT_TRUE(redbookFileInfo("PWUE01_20240601_1200", key, time, path));
+  EXPECT_EQ(36525L * 86400, time.valid().duration()) << "a century";
 }
 
 TEST_F(RadarRedbookTest, GroupsOfKeysAndATableWithoutRedbookKeys) {
