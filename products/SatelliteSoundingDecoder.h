@@ -60,8 +60,6 @@ class SatelliteSoundingDecoder : public ProductDecoder {
   bool putLevelCount(int ncid, long record);
   bool storeValues(int start, int ncid, long record);
   bool storeValue(int index, int ncid, long record);
-  bool insertDecodedValues(int ncid, const TextString& name, long record,
-                           const BufrValues& value);
   bool storeArray(int ncid, const TextString& name, long record,
                   const SeqOf<float>& profile);
   void notifyTimes(const SeqOf<AbsTime>& times, const SeqOf<bool>& stored);

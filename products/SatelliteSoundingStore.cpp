@@ -149,62 +149,6 @@ bool SatelliteSoundingDecoder::storeValue(int index, int ncid, long record) {
   return true;
 }
 
-// One value at the start of the record, by the variable's type; a type
-// that none of the products writes is passed over.
-bool SatelliteSoundingDecoder::insertDecodedValues(int ncid,
-                                                   const TextString& name,
-                                                   long record,
-                                                   const BufrValues& value) {
-  int varid, dimensions;
-  nc_type type;
-  int dimensionIds[NC_MAX_VAR_DIMS];
-  int status = nc_inq_varid(ncid, name.chars(), &varid);
-  if (status == NC_NOERR)
-    status = nc_inq_var(ncid, varid, nullptr, &type, &dimensions,
-                        dimensionIds, nullptr);
-  size_t start[3] = {static_cast<size_t>(record), 0, 0};
-  if (status == NC_NOERR) {
-    switch (type) {
-      case NC_INT: {
-        int v = static_cast<int>(value.value());
-        status = nc_put_var1_int(ncid, varid, start, &v);
-        break;
-      }
-      case NC_FLOAT: {
-        float v = value.value();
-        status = nc_put_var1_float(ncid, varid, start, &v);
-        break;
-      }
-      case NC_DOUBLE: {
-        double v = value.value();
-        status = nc_put_var1_double(ncid, varid, start, &v);
-        break;
-      }
-      case NC_CHAR: {
-        if (dimensions < 2) break;
-        size_t length = 0;
-        nc_inq_dimlen(ncid, dimensionIds[dimensions - 1], &length);
-        TextString text = value.text();
-        ZLOG(LogStream::VERBOSE) << name << ", start[0]: " << start[0]
-                                 << ", dataToken: <" << text << ">"
-                                 << std::endl;
-        std::vector<char> row(length, '\0');
-        std::memcpy(row.data(), text.chars(),
-                    text.length() < length ? text.length() : length);
-        size_t count[2] = {1, length};
-        status = nc_put_vara_text(ncid, varid, start, count, row.data());
-        break;
-      }
-      default:
-        break;
-    }
-  }
-  if (status == NC_NOERR) return true;
-  ZLOG(LogStream::PROBLEM) << "insertDecodedValues (" << name
-                           << ") error: " << nc_strerror(status) << std::endl;
-  return false;
-}
-
 bool SatelliteSoundingDecoder::storeArray(int ncid, const TextString& name,
                                           long record,
                                           const SeqOf<float>& profile) {
