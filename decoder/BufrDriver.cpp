@@ -1,5 +1,9 @@
 #include "BufrDriver.h"
 
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <cstdlib>
 
 #include "BufrDecoder.h"
@@ -24,6 +28,16 @@ const unsigned kIdLength = 6;
 
 BufrDecoderList processDecoders;
 DataCallback messageHandler = nullptr;
+
+// A decoder ends with the process that started it, as if it had been told
+// to stop: a data controller that takes the place of a lost one starts
+// decoders of its own, and two decoders of one product would write the
+// same point files at once.
+void endWithParent() {
+  pid_t parent = getppid();
+  prctl(PR_SET_PDEATHSIG, SIGTERM);
+  if (getppid() != parent) raise(SIGTERM);
+}
 
 void startIpc() {
   SocketConnection::start();
@@ -68,6 +82,7 @@ int runBufrDriver(int argc, char** argv,
   // The handlers stand before anything else: a fault during set-up ends
   // the process in order too.
   SignalCatcher::instance();
+  endWithParent();
   ZLOG(LogStream::EVENT) << "BufrDecoder process started" << std::endl;
   if (argc <= 3) {
     ZLOG(LogStream::PROBLEM) << argv[0] << " passed " << argc - 1

@@ -126,4 +126,10 @@ class LogMessageEnd {
 // __FILE__ so), which is what a log preference names.
 #define ZLOG(category) ZLOG_AT(category, __FILE__)
 
+// A line that continues the one before it, without the prefix.
+#define ZLOG_BARE(category)                                          \
+  if (logGate(logStream(), (category), __FILE__, __LINE__, true)) { \
+  } else                                                            \
+    LogMessageEnd().stream()
+
 #endif  // ZEPH_INC_LOGSTREAM_H_

@@ -112,12 +112,14 @@ void ChildProcessSet::reaped(int pid) {
   if (!_byPid.lookup(pid, &child)) return;
   _byPid.remove(pid);
   child->pid = -1;
-  child->target = IPC_Target();
+  // The client hears of the child while its target is still the one it
+  // knew it by: that finds the child's routing entry.
   if (child->restart) {
     ++child->restartCount;
     if (child->start() > 0) {
       _byPid.insert(child->pid, child);
       if (child->client) child->client->childRestarted(child);
+      child->target = IPC_Target();
       return;
     }
     // Not started again: it is gone like one that wasn't to restart.
@@ -130,6 +132,11 @@ void ChildProcessSet::reaped(int pid) {
 ChildProcess* ChildProcessSet::childOf(int pid) const {
   ChildProcess* child = nullptr;
   return _byPid.lookup(pid, &child) ? child : nullptr;
+}
+
+ChildProcess* ChildProcessSet::childAt(int index) const {
+  if (index < 0 || index >= _byPid.length()) return nullptr;
+  return _byPid.valueAt(index);
 }
 
 void ChildProcessSet::runDownAll() {

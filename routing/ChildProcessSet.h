@@ -33,6 +33,8 @@ class ChildProcessSet : public ChildReportHandler {
   // The running child of that pid, or null.
   ChildProcess* childOf(int pid) const;
   int count() const { return _byPid.length(); }
+  // The running child at a position of the table; null out of range.
+  ChildProcess* childAt(int index) const;
 
  private:
   ChildProcessSet();

@@ -12,6 +12,11 @@ CommsRoutingEntry::CommsRoutingEntry(const IPC_Target& target,
 
 CommsRoutingEntry::~CommsRoutingEntry() { std::free(_regExpStruct); }
 
+void CommsRoutingEntry::compile(const TextString& pattern) {
+  std::free(_regExpStruct);
+  _regExpStruct = zephRegcomp(pattern.chars());
+}
+
 bool CommsRoutingEntry::matches(const char* key) const {
   ZLOG(LogStream::VERBOSE) << "matches: trying to match key" << std::endl;
   if (_regExpStruct == nullptr) return false;

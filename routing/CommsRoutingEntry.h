@@ -20,6 +20,11 @@ class CommsRoutingEntry : public IPC_Target {
   const TextString& pattern() const { return _pattern; }
   bool compiled() const { return _regExpStruct != nullptr; }
 
+ protected:
+  // Compiles `pattern` into what `matches` uses; the entry's pattern text
+  // stays as it is.
+  void compile(const TextString& pattern);
+
  private:
   TextString _pattern;
   ZephRegexp* _regExpStruct;  // from malloc; null if it didn't compile

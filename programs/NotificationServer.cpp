@@ -1,0 +1,69 @@
+// The notification server: it takes the named target NOTIFICATION_SERVER
+// and writes each notification of new data to its log, as a person reads
+// it:
+//
+//   Notification: key 10001 (ETA soundings), data time Mar 22 24 12:00:00 GMT
+//
+// with " forecast N s" behind a forecast's time. It ends by a signal.
+#include "ArgPkg.h"
+#include "Connection.h"
+#include "DM_DataAccessInfo.h"
+#include "DataTimeWire.h"
+#include "Dispatcher.h"
+#include "EventDispatcher.h"
+#include "LogStream.h"
+#include "Receiver.h"
+#include "SignalCatcher.h"
+#include "SocketConnection.h"
+
+namespace {
+
+const short kNotification = 10;
+
+class Notifications : public Receiver {
+ public:
+  void receive(const short& type, const IPC_Target& sender, long argLength,
+               char* args) override {
+    if (type != kNotification) {
+      ZLOG(LogStream::BUG) << "NotificationServer: unrecognized message type "
+                           << type << " from " << sender << std::endl;
+      return;
+    }
+    ArgPkg2<unsigned long, DataTime> pkg;
+    pkg.quantize(args, args + argLength);
+    if (pkg.arg1 == 0 || pkg.arg2.isNull()) {
+      ZLOG(LogStream::PROBLEM) << "NotificationServer: notification from "
+                               << sender << " without key or time dropped"
+                               << std::endl;
+      return;
+    }
+    DM_DataAccessInfo info(pkg.arg1);
+    ZLOG(LogStream::EVENT)
+        << "Notification: key " << pkg.arg1 << " ("
+        << (info.isValid() ? info.name() : TextString("unknown key"))
+        << "), data time "
+        << pkg.arg2.refTime().format("%h %d %y %T GMT") << forecast(pkg.arg2)
+        << std::endl;
+  }
+
+ private:
+  static TextString forecast(const DataTime& time) {
+    if (time.forecast() == 0) return TextString();
+    return TextString(" forecast ") +
+           TextString(std::to_string(time.forecast()).c_str()) + " s";
+  }
+};
+
+}  // namespace
+
+int main() {
+  SignalCatcher::instance();
+  SocketConnection::start();
+  if (!Connection::setProcessTarget(IPC_Target("NOTIFICATION_SERVER")))
+    return 1;
+  static Notifications notifications;
+  Dispatcher::registerReceiver(2, &notifications);
+  ZLOG(LogStream::EVENT) << "NotificationServer is serving" << std::endl;
+  EventDispatcher::instance().start(0);
+  return 0;
+}
