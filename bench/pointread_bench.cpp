@@ -5,8 +5,13 @@
 // answer got by scanning the data variables with plain netCDF calls.
 // The machine is shared: the fresh processes of every task take turns
 // round by round, and each ratio is the median of the ratios of a round.
+// The opening of every file alone, which index and scan both pay, shows
+// how much of each is netCDF's open; the page faults, what fresh memory
+// each touched. With a directory and a task number, one task runs once in
+// a fresh process, for a profiler.
 #include <netcdf.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -75,6 +80,14 @@ double cpuSeconds() {
   return t.tv_sec + t.tv_nsec * 1e-9;
 }
 
+// Pages the process touched for the first time: each costs a fault,
+// which on this kind of machine is dear.
+long pageFaults() {
+  rusage usage;
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_minflt;
+}
+
 std::string stationName(int s) {
   char name[8];
   snprintf(name, sizeof name, "S%04d", s);
@@ -116,54 +129,68 @@ bool makeDirectory(const std::string& dir) {
   return true;
 }
 
-// A station's times by scanning the id and time variables of every file.
-std::vector<long> scanStationTimes(const std::string& dir) {
-  std::vector<long> times;
+// Opens each file of the day in turn and hands it to `read`. The file
+// before stays open until the next is: the netCDF library frees its table
+// of open files when the last one closes, and clears half a megabyte of
+// fresh memory to make it again at the next open, which the store is
+// spared by the same order. The scans are plain netCDF, not naive.
+long eachFile(const std::string& dir, const std::function<void(int)>& read) {
+  int previous = -1;
+  long opened = 0;
   for (int h = 0; h < kFiles; ++h) {
     std::string path =
         dir + "/" + AbsTime(kStart + h * kPeriod).format("%Y%m%d_%H%M").chars();
-    int ncid = -1, idVar = -1, timeVar = -1, recDim = -1;
+    int ncid = -1;
+    if (nc_open(path.c_str(), NC_NOWRITE, &ncid) != NC_NOERR) continue;
+    ++opened;
+    if (previous >= 0) nc_close(previous);
+    read(ncid);
+    previous = ncid;
+  }
+  if (previous >= 0) nc_close(previous);
+  return opened;
+}
+
+// A station's times by scanning the id and time variables of every file.
+std::vector<long> scanStationTimes(const std::string& dir) {
+  std::vector<long> times;
+  eachFile(dir, [&times](int ncid) {
+    int idVar = -1, timeVar = -1, recDim = -1;
     size_t records = 0, width = 0;
     int dims[2];
-    if (nc_open(path.c_str(), NC_NOWRITE, &ncid) != NC_NOERR) continue;
-    if (nc_inq_unlimdim(ncid, &recDim) == NC_NOERR &&
-        nc_inq_dimlen(ncid, recDim, &records) == NC_NOERR &&
-        nc_inq_varid(ncid, "stationId", &idVar) == NC_NOERR &&
-        nc_inq_varid(ncid, "timeObs", &timeVar) == NC_NOERR &&
-        nc_inq_vardimid(ncid, idVar, dims) == NC_NOERR &&
-        nc_inq_dimlen(ncid, dims[1], &width) == NC_NOERR && records > 0) {
-      std::vector<char> ids(records * width);
-      std::vector<double> obs(records);
-      if (nc_get_var_text(ncid, idVar, ids.data()) == NC_NOERR &&
-          nc_get_var_double(ncid, timeVar, obs.data()) == NC_NOERR) {
-        for (size_t r = 0; r < records; ++r)
-          if (strncmp(ids.data() + r * width, kStation, width) == 0)
-            times.push_back(static_cast<long>(obs[r]));
-      }
-    }
-    nc_close(ncid);
-  }
+    if (nc_inq_unlimdim(ncid, &recDim) != NC_NOERR ||
+        nc_inq_dimlen(ncid, recDim, &records) != NC_NOERR ||
+        nc_inq_varid(ncid, "stationId", &idVar) != NC_NOERR ||
+        nc_inq_varid(ncid, "timeObs", &timeVar) != NC_NOERR ||
+        nc_inq_vardimid(ncid, idVar, dims) != NC_NOERR ||
+        nc_inq_dimlen(ncid, dims[1], &width) != NC_NOERR || records == 0)
+      return;
+    std::vector<char> ids(records * width);
+    std::vector<double> obs(records);
+    if (nc_get_var_text(ncid, idVar, ids.data()) != NC_NOERR ||
+        nc_get_var_double(ncid, timeVar, obs.data()) != NC_NOERR)
+      return;
+    for (size_t r = 0; r < records; ++r)
+      if (strncmp(ids.data() + r * width, kStation, width) == 0)
+        times.push_back(static_cast<long>(obs[r]));
+  });
   return times;
 }
 
 // Every data time of the day by reading the time variable of every file.
 std::vector<long> scanAllTimes(const std::string& dir) {
   std::vector<long> all;
-  for (int h = 0; h < kFiles; ++h) {
-    std::string path =
-        dir + "/" + AbsTime(kStart + h * kPeriod).format("%Y%m%d_%H%M").chars();
-    int ncid = -1, timeVar = -1, recDim = -1;
+  eachFile(dir, [&all](int ncid) {
+    int timeVar = -1, recDim = -1;
     size_t records = 0;
-    if (nc_open(path.c_str(), NC_NOWRITE, &ncid) != NC_NOERR) continue;
-    if (nc_inq_unlimdim(ncid, &recDim) == NC_NOERR &&
-        nc_inq_dimlen(ncid, recDim, &records) == NC_NOERR &&
-        nc_inq_varid(ncid, "timeObs", &timeVar) == NC_NOERR && records > 0) {
-      std::vector<double> obs(records);
-      if (nc_get_var_double(ncid, timeVar, obs.data()) == NC_NOERR)
-        for (double t : obs) all.push_back(static_cast<long>(t));
-    }
-    nc_close(ncid);
-  }
+    if (nc_inq_unlimdim(ncid, &recDim) != NC_NOERR ||
+        nc_inq_dimlen(ncid, recDim, &records) != NC_NOERR ||
+        nc_inq_varid(ncid, "timeObs", &timeVar) != NC_NOERR || records == 0)
+      return;
+    std::vector<double> obs(records);
+    if (nc_get_var_double(ncid, timeVar, obs.data()) == NC_NOERR)
+      for (double t : obs) all.push_back(static_cast<long>(t));
+  });
   std::sort(all.begin(), all.end());
   all.erase(std::unique(all.begin(), all.end()), all.end());
   return all;
@@ -209,7 +236,7 @@ struct Task {
 };
 
 struct Figures {
-  std::vector<double> cold, coldCpu, warm;
+  std::vector<double> cold, coldCpu, faults, warm;
   long count = -1;
   bool countsDiffer = false;
 };
@@ -223,7 +250,7 @@ double median(std::vector<double> v) {
 // The seconds of one task in a fresh process, wall and processor, and its
 // count.
 bool coldOnce(const std::string& dir, const Task& task, double& wall,
-              double& cpu, long& count) {
+              double& cpu, double& faults, long& count) {
   int fds[2];
   if (pipe(fds) != 0) return false;
   pid_t child = fork();
@@ -236,8 +263,9 @@ bool coldOnce(const std::string& dir, const Task& task, double& wall,
       nc_close(ncid);
     AbsTime::now().format("%Y");
     LogStream::instance();
-    double out[2];
+    double out[3];
     long n = 0;
+    long faults0 = pageFaults();
     double cpu0 = cpuSeconds();
     Clock::time_point start = Clock::now();
     if (!task.scan) {
@@ -248,19 +276,21 @@ bool coldOnce(const std::string& dir, const Task& task, double& wall,
     }
     out[0] = secondsSince(start);
     out[1] = cpuSeconds() - cpu0;
+    out[2] = pageFaults() - faults0;
     ssize_t ignored = write(fds[1], out, sizeof out);
     ignored = write(fds[1], &n, sizeof n);
     (void)ignored;
     _exit(0);
   }
   close(fds[1]);
-  double in[2];
+  double in[3];
   bool ok = read(fds[0], in, sizeof in) == sizeof in &&
             read(fds[0], &count, sizeof count) == sizeof count;
   close(fds[0]);
   waitpid(child, nullptr, 0);
   wall = in[0];
   cpu = in[1];
+  faults = in[2];
   return ok;
 }
 
@@ -272,23 +302,29 @@ double timeRounds(const Task& task, NetcdfPointData* reader, int rounds) {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  // With a directory and a task number: that task once in this process,
+  // for a profiler; the directory is made first if it has no template.
+  bool single = argc == 3;
   char pattern[] = "/tmp/pointread_bench.XXXXXX";
-  const char* made = mkdtemp(pattern);
+  const char* made = single ? argv[1] : mkdtemp(pattern);
   if (made == nullptr) return 1;
   std::string dir = made;
   // The store's log lines go with the files, not into the working directory.
   setenv("LOG_DIR", made, 1);
-  printf("storing %d hourly files of %d stations in %s\n", kFiles, kStations,
-         dir.c_str());
-  Clock::time_point start = Clock::now();
-  if (!makeDirectory(dir)) {
-    fprintf(stderr, "could not make the directory\n");
-    return 1;
+  if (!single || access((dir + "/template").c_str(), R_OK) != 0) {
+    printf("storing %d hourly files of %d stations in %s\n", kFiles,
+           kStations, dir.c_str());
+    Clock::time_point start = Clock::now();
+    if (!makeDirectory(dir)) {
+      fprintf(stderr, "could not make the directory\n");
+      return 1;
+    }
+    printf("stored in %.1f s\n\n", secondsSince(start));
   }
-  printf("stored in %.1f s\n\n", secondsSince(start));
 
-  enum { kScanStation = 7, kScanAll = 8 };
+  enum { kPicture = 0, kStationExact = 1, kScanStation = 7, kScanAll = 8,
+         kOpensAlone = 9 };
   Task tasks[] = {
       {"picture of the directory alone", [](NetcdfPointData*) { return 0L; }, -1},
       {"station time inventory, exact",
@@ -321,22 +357,38 @@ int main() {
        -1},
       {"all times by scanning the time variable",
        [&dir](NetcdfPointData*) { return long(scanAllTimes(dir).size()); }, -1},
+      // What every reader pays, index or scan: nc_open and nc_close of
+      // each file, nothing read. The answer is the count of files.
+      {"nc_open of every file alone",
+       [&dir](NetcdfPointData*) { return eachFile(dir, [](int) {}); }, -1},
   };
   const int kTasks = sizeof tasks / sizeof tasks[0];
   tasks[kScanStation].scan = tasks[kScanAll].scan = true;
+  tasks[kOpensAlone].scan = true;
+  if (single) {
+    int t = atoi(argv[2]);
+    if (t < 0 || t >= kTasks) return 1;
+    double wall = 0, cpu = 0, faults = 0;
+    long count = -1;
+    if (!coldOnce(dir, tasks[t], wall, cpu, faults, count)) return 1;
+    printf("%s: %.3f ms, cpu %.3f ms, %.0f page faults, answer %ld\n",
+           tasks[t].name, wall * 1e3, cpu * 1e3, faults, count);
+    return 0;
+  }
   std::vector<Figures> figures(kTasks);
 
   // Cold: round by round, every task in a fresh process.
   for (int round = 0; round < kColdRuns; ++round) {
     for (int t = 0; t < kTasks; ++t) {
-      double wall = 0, cpu = 0;
+      double wall = 0, cpu = 0, faults = 0;
       long count = -1;
-      if (!coldOnce(dir, tasks[t], wall, cpu, count)) continue;
+      if (!coldOnce(dir, tasks[t], wall, cpu, faults, count)) continue;
       Figures& f = figures[t];
       if (f.count >= 0 && f.count != count) f.countsDiffer = true;
       f.count = count;
       f.cold.push_back(wall);
       f.coldCpu.push_back(cpu);
+      f.faults.push_back(faults);
     }
   }
 
@@ -360,28 +412,34 @@ int main() {
     }
   }
 
-  printf("%-44s %9s %9s %10s %8s\n", "", "cold (ms)", "cpu (ms)", "warm (ms)",
-         "answer");
+  printf("%-44s %9s %9s %7s %10s %8s\n", "", "cold (ms)", "cpu (ms)",
+         "faults", "warm (ms)", "answer");
   for (int t = 0; t < kTasks; ++t) {
     const Figures& f = figures[t];
-    printf("%-44s %9.3f %9.3f %10.4f %8ld%s\n", tasks[t].name,
-           median(f.cold) * 1e3, median(f.coldCpu) * 1e3, median(f.warm) * 1e3,
-           f.count, f.countsDiffer ? "  (answers differ!)" : "");
+    printf("%-44s %9.3f %9.3f %7.0f %10.4f %8ld%s\n", tasks[t].name,
+           median(f.cold) * 1e3, median(f.coldCpu) * 1e3, median(f.faults),
+           median(f.warm) * 1e3, f.count,
+           f.countsDiffer ? "  (answers differ!)" : "");
   }
   // The cold ratios of each round, index and scan of the same round.
   std::vector<double> stationCold, stationCpu, allCold, allCpu;
-  for (int r = 0; r < kColdRuns; ++r) {
-    const Figures& i1 = figures[1];
-    const Figures& i5 = figures[5];
-    const Figures& s1 = figures[kScanStation];
-    const Figures& s5 = figures[kScanAll];
-    if (static_cast<size_t>(r) >= std::min({i1.cold.size(), i5.cold.size(),
-                                             s1.cold.size(), s5.cold.size()}))
-      break;
+  std::vector<double> opensOfScan, opensOfIndex, pictureOfIndex;
+  const Figures& i1 = figures[kStationExact];
+  const Figures& i5 = figures[5];
+  const Figures& s1 = figures[kScanStation];
+  const Figures& s5 = figures[kScanAll];
+  const Figures& o = figures[kOpensAlone];
+  const Figures& p = figures[kPicture];
+  size_t rounds = std::min({i1.cold.size(), i5.cold.size(), s1.cold.size(),
+                            s5.cold.size(), o.cold.size(), p.cold.size()});
+  for (size_t r = 0; r < rounds; ++r) {
     stationCold.push_back(s1.cold[r] / i1.cold[r]);
     stationCpu.push_back(s1.coldCpu[r] / i1.coldCpu[r]);
     allCold.push_back(s5.cold[r] / i5.cold[r]);
     allCpu.push_back(s5.coldCpu[r] / i5.coldCpu[r]);
+    opensOfScan.push_back(o.cold[r] / s1.cold[r]);
+    opensOfIndex.push_back(o.cold[r] / i1.cold[r]);
+    pictureOfIndex.push_back(p.cold[r] / i1.cold[r]);
   }
 
   NetcdfPointData check(dir.c_str(), false, false);
@@ -396,6 +454,9 @@ int main() {
          median(stationCold), median(stationCpu), median(stationRatios));
   printf("all times, exact:     scan / index = %.2f cold, %.2f cpu, %.2f warm\n",
          median(allCold), median(allCpu), median(allRatios));
+  printf("cold station times: opening the files alone is %.2f of the scan and\n"
+         " %.2f of the index; the picture of the directory is %.2f of the index\n",
+         median(opensOfScan), median(opensOfIndex), median(pictureOfIndex));
   std::string clean = "rm -rf '" + dir + "'";
   if (system(clean.c_str()) != 0) return 1;
   return same ? 0 : 1;

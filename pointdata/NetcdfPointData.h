@@ -3,6 +3,7 @@
 
 #include <time.h>
 
+#include <memory>
 #include <vector>
 
 #include "AbsTime.h"
@@ -135,6 +136,11 @@ class NetcdfPointData {
                              long maxRecords, std::vector<long>& times);
   // The row of `id` in the table of ids, or -1. Needs level 3.
   static long findStaticId(const char* id, const PointNetcdfFileInfo* fileInfo);
+  // The same, read from the record's open file a row at a time: a dozen
+  // rows cost a fresh reader less than the whole table in new memory.
+  // Needs level 1; -2 where a row can't be read.
+  static long findStaticIdInFile(const char* id,
+                                 const PointNetcdfFileInfo* fileInfo);
   // The newest overflow record of `id`, or -1. Needs level 5. In a file
   // without a table of ids every record is searched, newest first.
   static long findOverflowRecord(const char* id,
@@ -345,6 +351,9 @@ class NetcdfPointData {
   bool readLevelOne(LevelRead& r);
   bool readBins(LevelRead& r);
   bool readIdTable(LevelRead& r);
+  // Whether the file's variables hold the table of ids, its newest records
+  // and its bins as large as the structure says.
+  static bool idTableFits(int ncid, const PointFileStructure& s);
   bool resyncRecordCount(LevelRead& r);
   bool readRecordTables(LevelRead& r);
   bool readRecordTimes(LevelRead& r, long from);
@@ -434,8 +443,10 @@ class NetcdfPointData {
                     const SeqOf<DataTime>* earlier, Entries& out);
   bool idTimesOfFile(Query& q, PointNetcdfFileInfo* info, const char* id,
                      Entries& out, bool& failed);
-  bool chainFromFile(Query& q, PointNetcdfFileInfo* info, long row,
-                     Entries& out);
+  bool idFromFile(Query& q, PointNetcdfFileInfo* info, const char* id,
+                  Entries& out, bool& failed);
+  static bool readIdRow(PointNetcdfFileInfo* info, long row, long& head,
+                        unsigned& bits, std::unique_ptr<char[]>& chars);
   bool allTimesOfFile(Query& q, PointNetcdfFileInfo* info, Entries& out,
                       bool& failed);
   void chainEntries(Query& q, PointNetcdfFileInfo* info, long head,

@@ -237,6 +237,19 @@ bool NetcdfPointData::readBins(LevelRead& r) {
   return true;
 }
 
+bool NetcdfPointData::idTableFits(int ncid, const PointFileStructure& s) {
+  bool chars = s.nBins > 1 && s.inventoryIsChar;
+  bool ints = s.nBins > 1 && !s.inventoryIsChar;
+  return PointIndexReader::holds(ncid, s.staticIdsVar, s.maxStaticIds,
+                                 s.totalIdLen) &&
+         PointIndexReader::holds(ncid, s.lastRecordVar, s.maxStaticIds, 0) &&
+         (!chars ||
+          PointIndexReader::holds(ncid, s.inventoryVar, s.maxStaticIds,
+                                  s.nBins)) &&
+         (!ints ||
+          PointIndexReader::holds(ncid, s.inventoryVar, s.maxStaticIds, 0));
+}
+
 bool NetcdfPointData::readIdTable(LevelRead& r) {
   const PointFileStructure& s = *r.s;
   PointNetcdfFileInfo* info = r.info;
@@ -247,13 +260,7 @@ bool NetcdfPointData::readIdTable(LevelRead& r) {
                    (!chars || info->inventoryChars != nullptr) &&
                    (!ints || info->inventory != nullptr);
     bool ready =
-        PointIndexReader::holds(r.ncid, s.staticIdsVar, s.maxStaticIds,
-                                s.totalIdLen) &&
-        PointIndexReader::holds(r.ncid, s.lastRecordVar, s.maxStaticIds, 0) &&
-        (!chars || PointIndexReader::holds(r.ncid, s.inventoryVar,
-                                           s.maxStaticIds, s.nBins)) &&
-        (!ints ||
-         PointIndexReader::holds(r.ncid, s.inventoryVar, s.maxStaticIds, 0)) &&
+        idTableFits(r.ncid, s) &&
         ensureArray(info->staticIds, tableSize(s.maxStaticIds, s.totalIdLen)) &&
         ensureArray(info->lastRecord, s.maxStaticIds) &&
         (!chars ||
@@ -489,24 +496,28 @@ bool NetcdfPointData::readChainTimes(PointNetcdfFileInfo* fileInfo, long head,
   return true;
 }
 
-long NetcdfPointData::findStaticId(const char* id,
-                                   const PointNetcdfFileInfo* fileInfo) {
-  if (id == nullptr || fileInfo == nullptr || fileInfo->structure == nullptr ||
-      fileInfo->staticIds == nullptr || fileInfo->nStaticIds <= 0)
-    return -1;
-  long width = fileInfo->structure->totalIdLen;
-  long last =
-      std::min(fileInfo->nStaticIds, fileInfo->structure->maxStaticIds) - 1;
-  const char* rows = fileInfo->staticIds;
-  int order = strcmp(id, rows);
+namespace {
+
+// The row of `id` among `rows` rows in ascending strcmp order, each got by
+// rowAt(i), which answers null for a row that can't be read: then -2.
+// Row 0 and the last row are compared first, then the rows are bisected.
+template <class RowAt>
+long bisectRows(const char* id, long rows, RowAt rowAt) {
+  if (rows <= 0) return -1;
+  long last = rows - 1;
+  const char* row = rowAt(0);
+  if (row == nullptr) return -2;
+  int order = strcmp(id, row);
   if (order <= 0) return order == 0 ? 0 : -1;
-  order = strcmp(id, rows + last * width);
+  if ((row = rowAt(last)) == nullptr) return -2;
+  order = strcmp(id, row);
   if (order >= 0) return order == 0 ? last : -1;
   long low = 0;
   long high = last;
   while (high - low >= 2) {
     long middle = (low + high) / 2;
-    order = strcmp(id, rows + middle * width);
+    if ((row = rowAt(middle)) == nullptr) return -2;
+    order = strcmp(id, row);
     if (order == 0) return middle;
     if (order < 0)
       high = middle;
@@ -514,6 +525,42 @@ long NetcdfPointData::findStaticId(const char* id,
       low = middle;
   }
   return -1;
+}
+
+}  // namespace
+
+long NetcdfPointData::findStaticId(const char* id,
+                                   const PointNetcdfFileInfo* fileInfo) {
+  if (id == nullptr || fileInfo == nullptr || fileInfo->structure == nullptr ||
+      fileInfo->staticIds == nullptr)
+    return -1;
+  long width = fileInfo->structure->totalIdLen;
+  const char* table = fileInfo->staticIds;
+  return bisectRows(
+      id, std::min(fileInfo->nStaticIds, fileInfo->structure->maxStaticIds),
+      [table, width](long i) { return table + i * width; });
+}
+
+long NetcdfPointData::findStaticIdInFile(const char* id,
+                                         const PointNetcdfFileInfo* fileInfo) {
+  if (id == nullptr || fileInfo == nullptr || fileInfo->structure == nullptr ||
+      fileInfo->ncid < 0)
+    return -2;
+  const PointFileStructure& s = *fileInfo->structure;
+  long width = s.totalIdLen;
+  std::unique_ptr<char[]> row(newIndexArray<char>(width));
+  // The file must hold the table its structure describes, as for a read
+  // of the whole table.
+  if (!row || !idTableFits(fileInfo->ncid, s)) return -2;
+  int ncid = fileInfo->ncid;
+  return bisectRows(id, std::min(fileInfo->nStaticIds, s.maxStaticIds),
+                    [&](long i) -> const char* {
+                      if (!PointIndexReader::readChars(ncid, s.staticIdsVar, i,
+                                                       1, width, row.get()))
+                        return nullptr;
+                      row[width - 1] = '\0';  // as the table in memory
+                      return row.get();
+                    });
 }
 
 namespace {

@@ -6,6 +6,7 @@
 // another process.
 
 #include <algorithm>
+#include <memory>
 #include <vector>
 
 #include "DataTime.h"
@@ -13,6 +14,7 @@
 #include "NetcdfPointData.h"
 #include "NetcdfPointDataQuery.h"
 #include "PointFileStructure.h"
+#include "PointIndexReader.h"
 #include "PointNetcdfFileInfo.h"
 #include "TimeRange.h"
 
@@ -136,26 +138,91 @@ long NetcdfPointData::headOfId(PointNetcdfFileInfo* info, const char* id,
   return findOverflowRecord(id, info);
 }
 
-// The exact times of the id of a row read from the file, for a file whose
-// per-record tables aren't loaded: reading two whole record variables
-// costs a fresh reader more than the scan of the data it saves. A file
+// The first question of an id in a file, answered by reading the id's
+// row, and for exact times its few records, from the file: a reader may
+// ask a file only once, and the whole tables read into new memory cost a
+// fresh process more than the scan of the data that they spare. A file
 // asked again loads its tables. false, with nothing added, where the
 // tables must answer.
-bool NetcdfPointData::chainFromFile(Query& q, PointNetcdfFileInfo* info,
-                                    long row, Entries& out) {
+bool NetcdfPointData::idFromFile(Query& q, PointNetcdfFileInfo* info,
+                                 const char* id, Entries& out, bool& failed) {
   const PointFileStructure& s = *info->structure;
-  if (_isStatic || row < 0 || info->chainReads > 0 ||
-      s.levelReached(info->level) >= 4 || info->lastRecord == nullptr)
+  int have = s.levelReached(info->level);
+  if (_isStatic || info->directReads > 0 || s.maxStaticIds <= 0 ||
+      have >= (q.exact() ? 4 : 3))
     return false;
-  // A head past the records counted is a record that a writer added
-  // since: the tables are read with a second look at the count.
-  long head = info->lastRecord[row];
+  long row = -1;
+  long head = -1;
+  unsigned bits = 1;
+  std::unique_ptr<char[]> chars;
+  if (have >= 3) {
+    // The table is at hand; only the records are read from the file.
+    if (!updateFileInfo(-1, info, 3)) {
+      failed = true;
+      return false;
+    }
+    row = findStaticId(id, info);
+    if (row >= 0) head = info->lastRecord[row];
+  } else {
+    // The file is looked at now whatever its next check says: an open one
+    // may hold a block read before the writer's last store, which the sync
+    // of a changed file drops; a closed one is read as it is opened.
+    info->nextCheck = AbsTime();
+    if (!updateFileInfo(-1, info, 1) ||
+        (info->ncid < 0 && !openForQuery(info, "getFileInfoNcFile"))) {
+      failed = true;
+      return false;
+    }
+    // Looked at now, changed or not: the next look waits its interval.
+    setNextCheck(info);
+    row = findStaticIdInFile(id, info);
+    if (row < -1 || (row >= 0 && !readIdRow(info, row, head, bits, chars)))
+      return false;
+  }
+  if (row < 0) {
+    // Nor is an id that the file doesn't hold a reason to load the tables,
+    // unless it may be among the overflow records.
+    if (s.totalIdLen >= 1 && info->firstOverflow >= s.maxStaticIds)
+      return false;
+    ++info->directReads;
+    return true;
+  }
   std::vector<long> times;
-  if (head < 0 || head >= info->nRecords ||
-      !readChainTimes(info, head, kMaxChainReads, times))
+  if (q.exact()) {
+    // A head past the records counted is a record that a writer added
+    // since: the tables are read with a second look at the count.
+    if (head < 0 || head >= info->nRecords ||
+        !readChainTimes(info, head, kMaxChainReads, times))
+      return false;
+    for (long t : times) addTime(q, info, roundNearest(t, q.quantum), out);
+  } else if (!s.hasTimeVariables() || s.nBins <= 1) {
+    binEntries(q, info, 1, nullptr, out);
+  } else {
+    binEntries(q, info, bits, chars.get(), out);
+  }
+  ++info->directReads;
+  return true;
+}
+
+// The newest record and the bins of the id of a row, read from the open
+// file.
+bool NetcdfPointData::readIdRow(PointNetcdfFileInfo* info, long row,
+                                long& head, unsigned& bits,
+                                std::unique_ptr<char[]>& chars) {
+  const PointFileStructure& s = *info->structure;
+  int value = -1;
+  if (!PointIndexReader::readInts(info->ncid, s.lastRecordVar, row, 1, &value))
     return false;
-  ++info->chainReads;
-  for (long t : times) addTime(q, info, roundNearest(t, q.quantum), out);
+  head = value;
+  if (s.nBins <= 1) return true;
+  if (s.inventoryIsChar) {
+    chars.reset(newIndexArray<char>(s.nBins));
+    return chars && PointIndexReader::readChars(info->ncid, s.inventoryVar,
+                                                row, 1, s.nBins, chars.get());
+  }
+  if (!PointIndexReader::readInts(info->ncid, s.inventoryVar, row, 1, &value))
+    return false;
+  bits = static_cast<unsigned>(value);
   return true;
 }
 
@@ -163,19 +230,8 @@ bool NetcdfPointData::idTimesOfFile(Query& q, PointNetcdfFileInfo* info,
                                     const char* id, Entries& out,
                                     bool& failed) {
   const PointFileStructure& s = *info->structure;
+  if (idFromFile(q, info, id, out, failed) || failed) return !failed;
   long row = -1;
-  if (q.exact() && info->chainReads == 0 && s.maxStaticIds > 0 &&
-      s.levelReached(info->level) < 4) {
-    if (!updateFileInfo(-1, info, 3)) {
-      failed = true;
-      return false;
-    }
-    row = findStaticId(id, info);
-    if (chainFromFile(q, info, row, out)) return true;
-    // Nor is an id that the file doesn't hold a reason to read them.
-    if (row < 0 && (s.totalIdLen < 1 || info->firstOverflow < s.maxStaticIds))
-      return true;
-  }
   int level = q.exact() || s.maxStaticIds <= 0 ? 4 : 3;
   if (!updateFileInfo(-1, info, level)) {
     failed = true;

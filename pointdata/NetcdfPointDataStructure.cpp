@@ -206,14 +206,14 @@ PointFileStructure* NetcdfPointData::knownStructure(
   long length = 0;
   if (!PointIndexReader::recordCount(ncid, s.recordDim, length))
     failure = "unable to read record dimension";
-  else if (!PointIndexReader::readGlobalInventory(ncid, s, fileInfo, length))
-    failure = "unable to read global inventory";
   else if (s.maxStaticIds != 0 &&
            !PointIndexReader::readNStaticIds(ncid, s, fileInfo, length))
     failure = "unable to read nStaticIds";
   else if (s.maxStaticIds != 0 &&
            !PointIndexReader::readFirstOverflow(ncid, s, fileInfo, length))
     failure = "unable to read firstOverflow";
+  else if (!PointIndexReader::readGlobalInventory(ncid, s, fileInfo, length))
+    failure = "unable to read global inventory";
   if (failure != nullptr) {
     ZLOG(LogStream::PROBLEM) << failure << std::endl;
     return nullptr;

@@ -27,7 +27,7 @@ PointNetcdfFileInfo::PointNetcdfFileInfo()
       handle(nullptr),
       ncFile(nullptr),
       ncid(-1),
-      chainReads(0),
+      directReads(0),
       clients(0),
       owner(nullptr),
       newer(nullptr),
@@ -50,7 +50,7 @@ void release(T*& array) {
 }  // namespace
 
 void PointNetcdfFileInfo::deleteTables() {
-  chainReads = 0;
+  directReads = 0;
   release(firstInBin);
   release(lastInBin);
   release(staticIds);

@@ -80,9 +80,9 @@ struct PointNetcdfFileInfo {
   // The netCDF id of the open file, -1 while it is closed: that of
   // `ncFile` in a writer, one opened without an NcFile in a reader.
   int ncid;
-  // Exact questions answered by reading the records of an id from the
-  // file, not from the per-record tables; the next one loads the tables.
-  int chainReads;
+  // Questions of an id answered by reading its row and records from the
+  // file, not from the tables; the next one loads the tables.
+  int directReads;
   int clients;
   // The object whose picture holds the record.
   NetcdfPointData* owner;

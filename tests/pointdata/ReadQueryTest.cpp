@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -149,37 +150,47 @@ TEST_F(ReadQueryTest, AnEarlierResultIsExtendedByWhatCameSince) {
   EXPECT_EQ(validTimes(fresh), validTimes(after));
 }
 
-// A fresh reader's first exact question of a file reads the id's records
-// from the file, the next loads the file's tables; a long chain is read
-// by the tables at once. Every way gives the same answer, and a reader
-// holds no NcFile until a caller asks for one.
-TEST_F(ReadQueryTest, ExactTimesFromTheFileAndFromItsTables) {
-  makeWriter();
-  std::vector<long> shortChain, longChain;
-  for (long i = 0; i < 70; ++i) {
-    if (i % 20 == 0) {
-      shortChain.push_back(kNoon + i * 10 + 5);
-      put("KDEN", shortChain.back());
+// A fresh reader's first question of an id in a file reads the id's row,
+// and for exact times its records, from the file; the next loads the
+// file's tables; a chain too long for the first way is read by the tables
+// at once. Both ways give the same answers for ids at either end of the
+// table, inside it, between rows and outside it, from int and from char
+// inventories, and a reader holds no NcFile until a caller asks for one.
+TEST_F(ReadQueryTest, FirstQuestionsReadTheFileLaterOnesItsTables) {
+  TempDir chars;
+  for (const TempDir* in : {&dir, &chars}) {
+    TemplateForm form;
+    form.charInventory = in == &chars;
+    ASSERT_FALSE(makeNetcdf(*in, "template", templateCdl(form)).empty());
+    writer.reset(new NetcdfPointData(in->path().c_str(), true, false));
+    std::map<std::string, std::vector<long>> stored;
+    for (long i = 0; i < 140; ++i) {
+      std::string id = i % 2 ? "S" + std::to_string(i / 2 % 7) : "LONG";
+      stored[id].push_back(kNoon + i * 25 + 5);
+      ASSERT_NE(nullptr, put(id, stored[id].back()).handle);
     }
-    longChain.push_back(kNoon + i * 10);
-    put("LONG", longChain.back());
-  }
-  struct Case {
-    const char* id;
-    const std::vector<long>& expected;
-    int levelAfterFirst;
-  } cases[] = {{"KDEN", shortChain, 3}, {"LONG", longChain, 4}};
-  for (const Case& c : cases) {
-    NetcdfPointData& r = makeReader();
-    PointNetcdfFileInfo* info = r.fileInfoAt(AbsTime(kNoon));
-    ASSERT_NE(nullptr, info);
-    for (int ask = 1; ask <= 2; ++ask) {
-      SeqOf<DataTime> times;
-      ASSERT_TRUE(r.idInventory(c.id, times, -1));
-      EXPECT_EQ(c.expected, validTimes(times)) << c.id << " ask " << ask;
-      EXPECT_EQ(ask == 1 ? c.levelAfterFirst : 4, info->level) << c.id;
+    for (int quantum : {-1, 0}) {
+      for (const char* id : {"LONG", "S0", "S3", "S6", "S35", "A", "Z"}) {
+        NetcdfPointData r(in->path().c_str(), false, false);
+        PointNetcdfFileInfo* info = r.fileInfoAt(AbsTime(kNoon));
+        ASSERT_NE(nullptr, info);
+        bool longChain = quantum < 0 && std::string(id) == "LONG";
+        SeqOf<DataTime> first, later;
+        ASSERT_TRUE(r.idInventory(id, first, quantum));
+        EXPECT_EQ(longChain ? 4 : 1, info->level) << id << quantum;
+        ASSERT_TRUE(r.idInventory(id, later, quantum));
+        EXPECT_EQ(quantum < 0 ? 4 : 3, info->level) << id << quantum;
+        EXPECT_EQ(validTimes(later), validTimes(first)) << id << quantum;
+        auto held = stored.find(id);
+        std::vector<long> expected;
+        if (held != stored.end()) expected = held->second;
+        if (quantum < 0)
+          EXPECT_EQ(expected, validTimes(first)) << id;
+        else
+          EXPECT_EQ(expected.empty() ? 0 : 4, first.length()) << id;
+        EXPECT_EQ(nullptr, info->ncFile);
+      }
     }
-    EXPECT_EQ(nullptr, info->ncFile);
   }
   NetcdfPointData& r = makeReader();
   int base = NetcdfPointData::fileOpenCount();
