@@ -1,7 +1,9 @@
 #include "DataRoutingManager.h"
 
+#include <time.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -127,7 +129,10 @@ void DataRoutingManager::stopChildren() {
     child->restart = false;
     ZLOG(LogStream::DEBUG) << "Stopping child " << i << std::endl;
     childSet->remove(child, false);
-    sleep(1);
+    // A whole second, though the end of the child cuts a plain sleep short.
+    struct timespec left = {1, 0};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
   }
 }
 
