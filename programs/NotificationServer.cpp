@@ -2,7 +2,7 @@
 // and writes each notification of new data to its log, as a person reads
 // it:
 //
-//   Notification: key 10001 (ETA soundings), data time Mar 22 24 12:00:00 GMT
+//   Notification: key 10001 (ETA soundings), data time 2024-03-22 12:00:00
 //
 // with " forecast N s" behind a forecast's time. It ends by a signal.
 #include "ArgPkg.h"
@@ -42,7 +42,7 @@ class Notifications : public Receiver {
         << "Notification: key " << pkg.arg1 << " ("
         << (info.isValid() ? info.name() : TextString("unknown key"))
         << "), data time "
-        << pkg.arg2.refTime().format("%h %d %y %T GMT") << forecast(pkg.arg2)
+        << pkg.arg2.refTime().format("%Y-%m-%d %H:%M:%S") << forecast(pkg.arg2)
         << std::endl;
   }
 

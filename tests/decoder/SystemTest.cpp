@@ -1,0 +1,331 @@
+// The whole system on 127.0.0.1: the comms router, the data controller
+// with decoders as its children, and the notification server, fed through
+// the product source as an operator's feed would: files put in the input
+// directories and a notification for each sent to the router. A decoder
+// that faults mid-file, one that dies at once every time, a controller
+// that is killed and started again, and a burst of 5,000 files.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "DM_DataAccessInfo.h"
+#include "DecoderSite.h"
+#include "dmDataAccessFns.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+const std::string kSamples = ZEPH_SOURCE_DIR "/site/samples/";
+
+// The data files of a family's sample folder.
+std::vector<std::string> samplesOf(const SiteFamily& family) {
+  std::vector<std::string> files;
+  for (const std::string& name : ProductSiteTest::names(kSamples + family.samples))
+    if (!fs::is_directory(kSamples + family.samples + "/" + name) &&
+        name.find('.') == std::string::npos)
+      files.push_back(name);
+  return files;
+}
+
+const SiteFamily& family(const std::string& word) {
+  for (const SiteFamily& f : siteFamilies())
+    if (word == f.word) return f;
+  return siteFamilies().front();
+}
+
+std::string shellOutput(const std::string& command) {
+  std::string out;
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return out;
+  char chunk[4096];
+  size_t n;
+  while ((n = std::fread(chunk, 1, sizeof chunk, pipe)) > 0) out.append(chunk, n);
+  pclose(pipe);
+  return out;
+}
+
+// The running children of a process, by /proc.
+std::vector<pid_t> childrenOf(pid_t parent) {
+  std::vector<pid_t> found;
+  for (const auto& entry : fs::directory_iterator("/proc")) {
+    std::string name = entry.path().filename().string();
+    if (name.find_first_not_of("0123456789") != std::string::npos) continue;
+    std::ifstream stat(entry.path() / "stat");
+    std::string line;
+    if (!std::getline(stat, line)) continue;
+    size_t close = line.rfind(')');
+    if (close == std::string::npos) continue;
+    std::istringstream rest(line.substr(close + 2));
+    char state;
+    int ppid;
+    if (rest >> state >> ppid && ppid == parent && state != 'Z')
+      found.push_back(std::stoi(name));
+  }
+  return found;
+}
+
+class SystemTest : public DecoderSiteTest {
+ protected:
+  void SetUp() override {
+    DecoderSiteTest::SetUp();
+    std::ofstream(root.file("home/data/zeph.config"))
+        << "SeqOfTextString = namedTargets\n"
+        << "SocketConnection.namedTargets: NOTIFICATION_SERVER, 127.0.0.1, "
+        << freePort() << ", DATA_CONTROLLER, 127.0.0.1, " << freePort()
+        << ", COMMS_ROUTER, 127.0.0.1, " << freePort() << "\n";
+    fs::create_directories(root.file("home/bin"));
+    fs::create_directories(root.file("feed"));
+    fs::create_symlink(BUFR_DECODER, root.file("home/bin/bufrDecoder"));
+    fs::create_symlink(TEST_DECODER, root.file("home/bin/testBufrDecoder"));
+    _router = start({COMMS_ROUTER});
+    _notifier = start({NOTIFICATION_SERVER});
+  }
+
+  // Starts the controller with these lines as its children file, and
+  // waits for `registrations` data requests.
+  void startController(const std::vector<std::string>& children,
+                       int registrations) {
+    std::ofstream file(root.file("home/data/children.txt"));
+    for (const std::string& line : children) file << line << "\n";
+    file.close();
+    int before = logCount("dataController", "DataReqMsg: pattern");
+    _controller = start({DATA_CONTROLLER, root.file("home/data/children.txt")});
+    ASSERT_TRUE(waitUntil(
+        [&] {
+          return logCount("dataController", "DataReqMsg: pattern") >=
+                 before + registrations;
+        },
+        kPatience));
+  }
+
+  // The lines of the per-process log files of a program that hold `text`.
+  std::vector<std::string> logLines(const std::string& program,
+                                    const std::string& text) {
+    std::vector<std::string> lines;
+    if (!fs::exists(root.file("logs"))) return lines;
+    for (const auto& e : fs::recursive_directory_iterator(root.file("logs"))) {
+      std::string name = e.path().filename().string();
+      if (!e.is_regular_file() || name.rfind(program, 0) != 0 ||
+          name.size() == program.size() || !isdigit(name[program.size()]))
+        continue;
+      std::ifstream in(e.path());
+      std::string line;
+      while (std::getline(in, line))
+        if (line.find(text) != std::string::npos) lines.push_back(line);
+    }
+    return lines;
+  }
+  int logCount(const std::string& program, const std::string& text) {
+    return static_cast<int>(logLines(program, text).size());
+  }
+
+  template <class Condition>
+  static bool waitUntil(Condition done, double seconds) {
+    auto end = Clock::now() + std::chrono::duration<double>(seconds);
+    while (!done()) {
+      if (Clock::now() > end) return false;
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return true;
+  }
+
+  // Puts a file in its family's input directory and its notification in
+  // the feed; `bytes` empty copies the sample.
+  void put(const SiteFamily& f, const std::string& sample,
+           const std::string& as, const std::string& bytes = "") {
+    std::string target = dir(*f.traits) + "/" + as;
+    if (bytes.empty())
+      fs::copy_file(kSamples + f.samples + "/" + sample, target);
+    else
+      writeFile(target, bytes);
+    std::string heading = as.substr(0, as.find('_'));
+    char name[32];
+    std::snprintf(name, sizeof name, "%06d", _fed++);
+    writeFile(root.file("feed/") + name, naming(heading) + "\n");
+  }
+  // Sends the feed through the router and empties it.
+  void sendFeed() {
+    ChildProgram source({PRODUCT_SOURCE, root.file("feed")},
+                        root.file("children.err"));
+    EXPECT_EQ(0, source.waitExit(kPatience));
+    for (const auto& e : fs::directory_iterator(root.file("feed")))
+      fs::remove(e.path());
+  }
+
+  int filesLeft() {
+    int n = 0;
+    for (const SiteFamily& f : siteFamilies())
+      n += static_cast<int>(names(dir(*f.traits)).size());
+    return n;
+  }
+  int badFiles(const SiteFamily& f) {
+    return static_cast<int>(names(data(f.traits->badDirectory)).size());
+  }
+
+  std::unique_ptr<ChildProgram> _router, _notifier, _controller;
+  int _fed = 0;
+};
+
+// A faulty decoder meets the file that kills it: the file goes to the bad
+// directory, the controller starts the decoder again, and the new process
+// takes over the old one's routing entry with the products that waited.
+TEST_F(SystemTest, ADecoderKilledMidFileIsRestartedAndFindsItsQueue) {
+  startController({"testBufrDecoder true faulty", "bufrDecoder true acars"}, 2);
+  const SiteFamily& model = family("model");
+  const SiteFamily& acars = family("acars");
+  put(model, "JUSA41_KWBC_2024032212_F000", "JUSA41_A_SEGV");
+  put(model, "JUSA41_KWBC_2024032212_F000", "JUSA41_KWBC_2024032212_F000");
+  put(acars, "IUAX01_KWBC_202406011230", "IUAX01_KWBC_202406011230");
+  sendFeed();
+  ASSERT_TRUE(waitUntil([&] { return filesLeft() == 0; }, kPatience)) << logs();
+  EXPECT_EQ(std::vector<std::string>{"JUSA41_A_SEGV"},
+            names(data(model.traits->badDirectory)));
+  ASSERT_TRUE(waitUntil(
+      [&] { return logCount("dataController", "resetting new target") == 1; },
+      kPatience))
+      << logs();
+
+  // The restarted decoder is served as before.
+  put(model, "JUSB51_KWBC_2024032218_F000", "JUSB51_KWBC_2024032218_F000");
+  sendFeed();
+  EXPECT_TRUE(waitUntil([&] { return filesLeft() == 0; }, kPatience));
+  EXPECT_EQ(2u, childrenOf(_controller->pid()).size());
+  EXPECT_EQ(0, _controller->stop(SIGTERM));
+}
+
+// A decoder that can't run ends its restarts by the restart limit, and the
+// decoder beside it goes on.
+TEST_F(SystemTest, ADecoderThatDiesAtOnceIsStoppedAndTheOthersGoOn) {
+  startController({"bufrDecoder true hdw", "bufrDecoder true acars"}, 1);
+  ASSERT_TRUE(waitUntil(
+      [&] { return logCount("dataController", "Child restarted too often") > 0; },
+      kPatience));
+  const int starts = logCount("dataController", "bufrDecoder started");
+  EXPECT_GT(starts, 50);  // the restart limit
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  EXPECT_EQ(starts, logCount("dataController", "bufrDecoder started"));
+  EXPECT_EQ(1u, childrenOf(_controller->pid()).size());
+
+  put(family("acars"), "IUAX01_KWBC_202406011230", "IUAX01_KWBC_202406011230");
+  sendFeed();
+  EXPECT_TRUE(waitUntil([&] { return filesLeft() == 0; }, kPatience));
+  EXPECT_EQ(0, badFiles(family("acars")));
+}
+
+// A controller killed and started again: its children end with it and
+// the new one starts its own, while a decoder that isn't its child asks
+// the new controller again within its period. No file stays unhandled and
+// no product has two decoders.
+TEST_F(SystemTest, AControllerRestart) {
+  startController({"bufrDecoder true acars"}, 1);
+  auto brisk = start({TEST_DECODER, "DATA_CONTROLLER", "7", "brisk"});
+  ASSERT_TRUE(waitUntil(
+      [&] { return logCount("dataController", "DataReqMsg: pattern") == 2; },
+      kPatience));
+  std::vector<pid_t> first = childrenOf(_controller->pid());
+  ASSERT_EQ(1u, first.size());
+
+  _controller->stop(SIGKILL);
+  EXPECT_TRUE(waitUntil([&] { return kill(first[0], 0) != 0; }, kPatience));
+  put(family("acars"), "IUAX01_KWBC_202406011230", "IUAX01_KWBC_202406011230");
+  put(family("model"), "JUSA41_KWBC_2024032212_F000",
+      "JUSA41_KWBC_2024032212_F000");
+  startController({"bufrDecoder true acars"}, 1);
+  ASSERT_TRUE(waitUntil(
+      [&] { return logCount("dataController", "DataReqMsg: pattern") == 4; },
+      kPatience));
+  sendFeed();
+  EXPECT_TRUE(waitUntil([&] { return filesLeft() == 0; }, kPatience)) << logs();
+  EXPECT_EQ(1u, childrenOf(_controller->pid()).size());
+  EXPECT_EQ(0, _controller->stop(SIGTERM));
+}
+
+// 5,000 files of the seven families, bad ones among them, announced at
+// once: every file ends stored, deleted or in a bad directory, and every
+// notification names a data time that its key's point files hold.
+TEST_F(SystemTest, ABurstOfFiveThousandFiles) {
+  std::vector<std::string> children;
+  for (const SiteFamily& f : siteFamilies())
+    children.push_back(std::string("bufrDecoder true ") + f.word);
+  startController(children, 7);
+
+  // The families that pause between files get fewer, so that the decoders
+  // end at about the same time.
+  const std::map<std::string, int> share = {
+      {"model", 1500}, {"acars", 2250}, {"goes", 250}, {"poes", 250},
+      {"csw", 250},    {"prof", 250},   {"quikscat", 250}};
+  int injected = 0;
+  for (const SiteFamily& f : siteFamilies()) {
+    std::vector<std::string> samples = samplesOf(f);
+    for (int i = 0; i < share.at(f.word); ++i) {
+      const std::string& sample = samples[i % samples.size()];
+      std::string as = sample + "_" + std::to_string(i);
+      if (i % 20 == 19) {
+        std::string bytes = readBinary(kSamples + f.samples + "/" + sample);
+        put(f, sample, as + "_CUT", bytes.substr(0, bytes.size() / 2));
+        ++injected;
+      } else if (i % 20 == 9) {
+        put(f, sample, as + "_GARBAGE", "BUFR" + std::string(300, '\x5a'));
+        ++injected;
+      } else {
+        put(f, sample, as);
+      }
+    }
+  }
+  ASSERT_EQ(5000, _fed);
+  auto begin = Clock::now();
+  sendFeed();
+  ASSERT_TRUE(waitUntil([&] { return filesLeft() == 0; }, 900)) << filesLeft();
+  double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+  std::printf("5000 files (%d damaged) in %.1f s: %.0f files/s\n", injected,
+              seconds, 5000 / seconds);
+  int bad = 0;
+  for (const SiteFamily& f : siteFamilies()) bad += badFiles(f);
+  std::printf("%d in bad directories\n", bad);
+  EXPECT_GE(bad, injected / 2);
+
+  // Nothing left behind in the point directories but point files.
+  for (const SiteFamily& f : siteFamilies())
+    for (const auto& point : f.pointDirectories)
+      for (const std::string& name : names(data(point.first)))
+        EXPECT_TRUE(name == "template" || std::regex_match(
+                        name, std::regex("[0-9]{8}_[0-9]{4}")))
+            << point.first << "/" << name;
+
+  EXPECT_EQ(0, _controller->stop(SIGTERM));
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  std::map<unsigned long, std::string> held;  // pointdump of each key
+  std::set<std::string> checked;
+  for (const std::string& line : logLines("notificationServer",
+                                          "Notification: key")) {
+    std::smatch m;
+    ASSERT_TRUE(std::regex_search(
+        line, m, std::regex("key ([0-9]+) .*data time ([-0-9]+ [:0-9]+)")))
+        << line;
+    unsigned long key = std::stoul(m[1]);
+    if (!held.count(key)) {
+      std::string directory = dmDirectory(key).chars();
+      ASSERT_FALSE(directory.empty()) << line;
+      held[key] = shellOutput(std::string(POINTDUMP) + " " + directory);
+    }
+    EXPECT_NE(std::string::npos, held[key].find("\n  " + m[2].str()))
+        << line;
+    checked.insert(m[1].str() + " " + m[2].str());
+  }
+  EXPECT_GE(checked.size(), 10u);
+}
+
+}  // namespace
