@@ -31,16 +31,19 @@ class Notifications : public Receiver {
     }
     ArgPkg2<unsigned long, DataTime> pkg;
     pkg.quantize(args, args + argLength);
-    if (pkg.arg1 == 0 || pkg.arg2.isNull()) {
+    if (pkg.arg2.isNull()) {
       ZLOG(LogStream::PROBLEM) << "NotificationServer: notification from "
-                               << sender << " without key or time dropped"
+                               << sender << " without a data time dropped"
                                << std::endl;
       return;
     }
-    DM_DataAccessInfo info(pkg.arg1);
+    // Key 0 is a product without a key of its own (RUC and NGM soundings).
+    DM_DataAccessInfo info;
+    if (pkg.arg1 != 0) info = DM_DataAccessInfo(pkg.arg1);
     ZLOG(LogStream::EVENT)
         << "Notification: key " << pkg.arg1 << " ("
-        << (info.isValid() ? info.name() : TextString("unknown key"))
+        << (info.isValid() ? info.name()
+                           : TextString(pkg.arg1 ? "unknown key" : "no key"))
         << "), data time "
         << pkg.arg2.refTime().format("%Y-%m-%d %H:%M:%S") << forecast(pkg.arg2)
         << std::endl;

@@ -20,9 +20,7 @@
 #include <thread>
 #include <vector>
 
-#include "DM_DataAccessInfo.h"
 #include "DecoderSite.h"
-#include "dmDataAccessFns.h"
 
 namespace {
 
@@ -81,11 +79,11 @@ class SystemTest : public DecoderSiteTest {
  protected:
   void SetUp() override {
     DecoderSiteTest::SetUp();
-    std::ofstream(root.file("home/data/zeph.config"))
-        << "SeqOfTextString = namedTargets\n"
-        << "SocketConnection.namedTargets: NOTIFICATION_SERVER, 127.0.0.1, "
-        << freePort() << ", DATA_CONTROLLER, 127.0.0.1, " << freePort()
-        << ", COMMS_ROUTER, 127.0.0.1, " << freePort() << "\n";
+    // The site's configuration, at ports of this test's own.
+    std::string config = readFile(ZEPH_SOURCE_DIR "/site/data/zeph.config");
+    for (const char* port : {"20001", "20002", "20003"})
+      config.replace(config.find(port), 5, std::to_string(freePort()));
+    writeFile(root.file("home/data/zeph.config"), config);
     fs::create_directories(root.file("home/bin"));
     fs::create_directories(root.file("feed"));
     fs::create_symlink(BUFR_DECODER, root.file("home/bin/bufrDecoder"));
@@ -307,23 +305,32 @@ TEST_F(SystemTest, ABurstOfFiveThousandFiles) {
 
   EXPECT_EQ(0, _controller->stop(SIGTERM));
   std::this_thread::sleep_for(std::chrono::seconds(1));
-  std::map<unsigned long, std::string> held;  // pointdump of each key
+  // The point directories of each key, as the site's data access table
+  // has them; the profilers share the keys of two model soundings.
+  const std::map<unsigned long, std::vector<std::string>> directories = {
+      {10001, {"/point/model/ETA/netcdf", "/point/prof/netcdf"}},
+      {10002, {"/point/model/AVN/netcdf", "/point/CAP/netcdf"}},
+      {10005, {"/point/GOES/netcdf"}},     {10006, {"/point/POES/netcdf"}},
+      {10007, {"/point/CSW/netcdf"}},      {10008, {"/point/QuikScat/netcdf"}},
+      {79, {"/point/acars/netcdf"}}};
+  std::map<unsigned long, std::string> held;  // what pointdump shows
   std::set<std::string> checked;
   for (const std::string& line : logLines("notificationServer",
                                           "Notification: key")) {
     std::smatch m;
     ASSERT_TRUE(std::regex_search(
-        line, m, std::regex("key ([0-9]+) .*data time ([-0-9]+ [:0-9]+)")))
+        line, m, std::regex("key ([0-9]+) \\((.*)\\), data time ([-0-9]+ [:0-9]+)")))
         << line;
     unsigned long key = std::stoul(m[1]);
-    if (!held.count(key)) {
-      std::string directory = dmDirectory(key).chars();
-      ASSERT_FALSE(directory.empty()) << line;
-      held[key] = shellOutput(std::string(POINTDUMP) + " " + directory);
-    }
-    EXPECT_NE(std::string::npos, held[key].find("\n  " + m[2].str()))
+    if (key == 0) continue;  // RUC and NGM soundings have no key
+    EXPECT_NE("unknown key", m[2].str()) << line;
+    ASSERT_TRUE(directories.count(key)) << line;
+    if (!held.count(key))
+      for (const std::string& d : directories.at(key))
+        held[key] += shellOutput(std::string(POINTDUMP) + " " + data(d));
+    EXPECT_NE(std::string::npos, held[key].find("\n  " + m[3].str()))
         << line;
-    checked.insert(m[1].str() + " " + m[2].str());
+    checked.insert(m[1].str() + " " + m[3].str());
   }
   EXPECT_GE(checked.size(), 10u);
 }
