@@ -507,13 +507,17 @@ bool NetcdfPointData::absTimeQuery(const TextString* id,
   bool useEarlier = false;
   if (!timeQuery(nullptr, id, range, timeQuantum, true, entries, useEarlier))
     return false;
-  std::vector<AbsTime> times;
-  for (const Entries::Item& item : entries.sorted()) {
-    if (!times.empty() && item.valid == times.back().seconds())
-      continue;  // forecasts of one valid time
-    times.push_back(AbsTime(item.valid));
-  }
-  absTimes = SeqOf<AbsTime>(static_cast<int>(times.size()), times.data());
+  // Made whole at once, in place, as the DataTime form; forecasts of one
+  // valid time give one entry.
+  const std::vector<Entries::Item>& items = entries.sorted();
+  int count = 0;
+  for (size_t i = 0; i < items.size(); ++i)
+    if (i == 0 || items[i].valid != items[i - 1].valid) ++count;
+  absTimes.setLength(count);
+  count = 0;
+  for (size_t i = 0; i < items.size(); ++i)
+    if (i == 0 || items[i].valid != items[i - 1].valid)
+      absTimes[count++] = AbsTime(items[i].valid);
   return true;
 }
 
