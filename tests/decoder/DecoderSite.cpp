@@ -1,8 +1,5 @@
 #include "DecoderSite.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -15,18 +12,6 @@ const std::string kSamples = ZEPH_SOURCE_DIR "/site/samples/";
 }  // namespace
 
 const double kPatience = 60;
-
-int freePort() {
-  int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  bind(fd, reinterpret_cast<sockaddr*>(&address), size);
-  getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-  close(fd);
-  return ntohs(address.sin_port);
-}
 
 std::string naming(const std::string& id) {
   std::string text = "input.wmo " + id + " KWBC 221200";

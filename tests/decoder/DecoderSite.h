@@ -10,9 +10,6 @@
 
 extern const double kPatience;  // seconds; the machine may be busy
 
-// A port on 127.0.0.1 that nobody listens on, for the moment.
-int freePort();
-
 // A product message that names `id` where a decoder of several products
 // looks for it: five characters behind the first point.
 std::string naming(const std::string& id);

@@ -17,8 +17,6 @@ std::string loopbackName();
 // with a bad host and HALF without its port (both left out).
 void configureNamedTargets();
 int sinkPort();
-// A port on 127.0.0.1 that nobody listens on, for the moment.
-int freePort();
 
 // Bytes as lower-case hex without blanks; blanks in `spaced` are dropped.
 std::string hexOf(const char* bytes, unsigned long n);

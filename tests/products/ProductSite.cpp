@@ -1,9 +1,6 @@
 #include "ProductSite.h"
 
-#include <arpa/inet.h>
 #include <dirent.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 #include <stdlib.h>
 
@@ -31,18 +28,10 @@ namespace {
 // notification server's port, which is one the system just gave back.
 void startNotificationPath() {
   static bool started = [] {
-    int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    bind(fd, reinterpret_cast<sockaddr*>(&address), size);
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-    close(fd);
     SeqOf<TextString> triples;
     triples.append("NOTIFICATION_SERVER");
     triples.append("127.0.0.1");
-    triples.append(std::to_string(ntohs(address.sin_port)).c_str());
+    triples.append(std::to_string(freePort()).c_str());
     Config::instance().set("SocketConnection.namedTargets", triples);
     SocketConnection::start();
     recordNotifications(true);

@@ -36,5 +36,7 @@ std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& content);
 // Number of times `needle` occurs in `haystack`.
 int countOf(const std::string& haystack, const std::string& needle);
+// A port on 127.0.0.1 that nobody listens on, for the moment.
+int freePort();
 
 #endif  // ZEPH_TESTS_SUPPORT_TESTSUPPORT_H_
