@@ -37,7 +37,6 @@ class DataRoutingEntry : public CommsRoutingEntry {
   void queueData(long tag, int length, const unsigned char* data);
   // The oldest product, which the caller deletes; null when none waits.
   Q_Data* nextData();
-  bool hasData() const { return !_queue.isEmpty(); }
   unsigned long queued() const { return _queue.length(); }
 
   bool ready = false;

@@ -206,7 +206,7 @@ void DataRoutingManager::ready(const IPC_Target& target) {
   int index = entryOf(target);
   if (index < 0) return;
   DataRoutingEntry* entry = routingTable()[index];
-  if (!entry->hasData()) {
+  if (entry->queued() == 0) {
     ZLOG(LogStream::VERBOSE) << "No data in queue. Setting ready status"
                              << std::endl;
     entry->ready = true;
