@@ -388,6 +388,15 @@ class NetcdfPointData {
   PointNetcdfFileInfo* addFile(const AbsTime& fileTime, int position);
   void setCoverage(PointNetcdfFileInfo* fileInfo, const AbsTime& fileTime);
   void holdOutBadFile(const AbsTime& fileTime);
+  // Reads the file of a record that the scan listed by its name alone,
+  // which takes the file's own structure and coverage and leaves it open.
+  // A file that can't be opened or isn't a point file of ours is held out
+  // with the scan's message, and the next look lists the directory again;
+  // false.
+  bool confirmFile(PointNetcdfFileInfo* fileInfo);
+  void confirmEnds(SeqOf<AbsTime>& times, const PointNetcdfFileInfo*& madeLast);
+  // One record less uses the structure; the last use destroys it.
+  void releaseStructure(PointFileStructure* s);
   bool setRanges();
   void closeOlderFiles(const PointNetcdfFileInfo* madeLast);
   void dropAll();
@@ -469,6 +478,7 @@ class NetcdfPointData {
   void addRunToSet(PointNetcdfFileInfo* info, int* handle,
                    const SeqOf<int>& records, RecordSet& set, bool atFront);
   PointNetcdfFileInfo* currentQueryFile(int level);
+  bool coverageMeets(PointNetcdfFileInfo* info, const TimeRange& range);
   bool fileHoldsId(PointNetcdfFileInfo* info, const char* id,
                    const TimeRange& range);
   void giveClientHandle(PointNetcdfFileInfo* info, SeqOfPtr<int*>& handles);
@@ -521,6 +531,9 @@ class NetcdfPointData {
   Set<AbsTime> _badFiles;
   int _badFileHold;
   SeqOf<AbsTime> _fileTimes;
+  // Records of the picture not yet read from their files: while there are
+  // any, the latest valid time may be later than the picture says.
+  int _unconfirmed;
   AbsTime _nextResync;
   long _checkInterval;
   TextString _latLonVarText;

@@ -103,6 +103,7 @@ bool NetcdfPointData::openInMode(PointNetcdfFileInfo* fileInfo, bool report) {
 bool NetcdfPointData::openForQuery(PointNetcdfFileInfo* fileInfo,
                                    const char* caller) {
   if (fileInfo->ncid >= 0) return true;
+  if (!fileInfo->confirmed) return confirmFile(fileInfo);
   if (!openInMode(fileInfo, false)) {
     ZLOG(LogStream::PROBLEM)
         << "Could not open " << fileInfo->path << " in " << caller << std::endl;
@@ -122,6 +123,7 @@ void NetcdfPointData::closeFiles(PointNetcdfFileInfo* fileInfo) {
 
 NcFile* NetcdfPointData::getFileInfoNcFile(PointNetcdfFileInfo* fileInfo) {
   if (fileInfo->ncFile != nullptr) return fileInfo->ncFile;
+  if (!fileInfo->confirmed && !confirmFile(fileInfo)) return nullptr;
   NcFile* file = openNetCdfFile(fileInfo->path, _writable, false);
   if (file == nullptr) {
     ZLOG(LogStream::PROBLEM) << "Could not open " << fileInfo->path
@@ -222,16 +224,21 @@ void NetcdfPointData::dropFileInfo(PointNetcdfFileInfo* fileInfo) {
   PointNetcdfFileInfo* listed = nullptr;
   if (_filesByTime.lookup(fileInfo->fileTime, &listed) && listed == fileInfo)
     _filesByTime.remove(fileInfo->fileTime);
-  PointFileStructure* s = fileInfo->structure;
-  if (s == nullptr) {
+  if (!fileInfo->confirmed) --_unconfirmed;
+  if (fileInfo->structure == nullptr) {
     ZLOG(LogStream::BUG) << "This file info structure does not have file"
                          << " structure data." << std::endl;
-  } else if (--s->useCount <= 0) {
-    _structures.remove(s->cdlDate);
-    if (_structure == s) _structure = nullptr;
-    delete s;
+  } else {
+    releaseStructure(fileInfo->structure);
   }
   delete fileInfo;
+}
+
+void NetcdfPointData::releaseStructure(PointFileStructure* s) {
+  if (--s->useCount > 0) return;
+  _structures.remove(s->cdlDate);
+  if (_structure == s) _structure = nullptr;
+  delete s;
 }
 
 void NetcdfPointData::dropAll() {
@@ -276,6 +283,7 @@ bool NetcdfPointData::resync() {
   }
   const PointNetcdfFileInfo* madeLast = nullptr;
   if (!mergeFileLists(newTimes, madeLast)) return true;
+  if (!_writable) confirmEnds(newTimes, madeLast);
   _fileTimes = newTimes;
   if (_fileTimes.length() == 0) {
     _earliestRefStart = _earliestRefEnd = AbsTime();
@@ -361,8 +369,17 @@ PointNetcdfFileInfo* NetcdfPointData::addFile(const AbsTime& fileTime,
   adopt(info);
   info->fileTime = fileTime;
   info->path = dmFileName(_directory, fileTime, "", "");
-  PointFileStructure* s =
-      openInMode(info, false) ? getFileStructure(info->ncid, info) : nullptr;
+  // A reader lists the older files by name: most questions need a few of
+  // them, and the first that needs one reads it (confirmFile), which spares
+  // a second open of each file that a question over them all would cost.
+  bool listedOnly = !_writable && position > 0 && _structure != nullptr;
+  PointFileStructure* s = listedOnly ? _structure : nullptr;
+  if (listedOnly) {
+    info->structure = s;
+    ++_unconfirmed;
+  } else if (openInMode(info, false)) {
+    s = getFileStructure(info->ncid, info);
+  }
   if (s == nullptr) {
     closeFiles(info);
     ZLOG(LogStream::PROBLEM) << "Format or ownership problems with the file "
@@ -408,6 +425,61 @@ void NetcdfPointData::setCoverage(PointNetcdfFileInfo* fileInfo,
 void NetcdfPointData::holdOutBadFile(const AbsTime& fileTime) {
   _badFiles.insert(fileTime);
   _badFileHold = kBadFileScans;
+}
+
+bool NetcdfPointData::confirmFile(PointNetcdfFileInfo* fileInfo) {
+  PointFileStructure* listed = fileInfo->structure;
+  // The file as it stood before the open: a look that finds this time
+  // needs no sync of what the open has just read, and a later store moves it.
+  struct stat status;
+  if (stat(fileInfo->path.chars(), &status) == 0) fileInfo->modTime = status.st_mtim;
+  PointFileStructure* s = openInMode(fileInfo, false)
+                              ? getFileStructure(fileInfo->ncid, fileInfo)
+                              : nullptr;
+  if (s == nullptr) {
+    closeFiles(fileInfo);
+    ZLOG(LogStream::PROBLEM) << "Format or ownership problems with the file "
+                             << fileInfo->path << std::endl;
+    holdOutBadFile(fileInfo->fileTime);
+    // It leaves the picture at the next look, as if a scan had found it so.
+    _directoryTime = timespec();
+    _nextResync = AbsTime();
+    return false;
+  }
+  --_unconfirmed;
+  if (s != listed) {
+    // A file of an older template: its own structure, and its coverage.
+    ++s->useCount;
+    releaseStructure(listed);
+    setCoverage(fileInfo, fileInfo->fileTime);
+    if (fileInfo->validEnd > _latestValidEnd) _latestValidEnd = fileInfo->validEnd;
+  }
+  // Just read whole, as a scan reads a file it adds.
+  setNextCheck(fileInfo);
+  return true;
+}
+
+// The picture's range is that of its oldest and newest files, so a
+// reader reads those two at each scan; one that fails leaves the list.
+void NetcdfPointData::confirmEnds(SeqOf<AbsTime>& times,
+                                  const PointNetcdfFileInfo*& madeLast) {
+  timespec scanned = _directoryTime;
+  for (int end = 0; end < 2 && times.length() > 0; ++end) {
+    int i = end == 0 ? 0 : times.length() - 1;
+    PointNetcdfFileInfo* info = fileInfoAt(times.at(i));
+    if (info == nullptr || info->confirmed) continue;
+    if (confirmFile(info)) {
+      // The newest file stays open, as the scan leaves it.
+      if (i > 0) closeUnheldFile(info);
+      continue;
+    }
+    if (madeLast == info) madeLast = nullptr;
+    dropFileInfo(info);
+    removeAt(times, i);
+    --end;
+  }
+  // This scan has already let go of what failed.
+  _directoryTime = scanned;
 }
 
 bool NetcdfPointData::setRanges() {

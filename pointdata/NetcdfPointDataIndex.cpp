@@ -79,6 +79,7 @@ bool NetcdfPointData::updateFileInfo(int ncid, PointNetcdfFileInfo* fileInfo,
                          << " structure data." << std::endl;
     return false;
   }
+  if (!fileInfo->confirmed && !confirmFile(fileInfo)) return false;
   const PointFileStructure& s = *fileInfo->structure;
   int bit = -1;
   bool stale = AbsTime::now() > fileInfo->nextCheck || isRecent(fileInfo, &bit);
@@ -548,19 +549,23 @@ long NetcdfPointData::findStaticIdInFile(const char* id,
     return -2;
   const PointFileStructure& s = *fileInfo->structure;
   long width = s.totalIdLen;
-  std::unique_ptr<char[]> row(newIndexArray<char>(width));
+  long rows = std::min(fileInfo->nStaticIds, s.maxStaticIds);
   // The file must hold the table its structure describes, as for a read
   // of the whole table.
-  if (!row || !idTableFits(fileInfo->ncid, s)) return -2;
-  int ncid = fileInfo->ncid;
-  return bisectRows(id, std::min(fileInfo->nStaticIds, s.maxStaticIds),
-                    [&](long i) -> const char* {
-                      if (!PointIndexReader::readChars(ncid, s.staticIdsVar, i,
-                                                       1, width, row.get()))
-                        return nullptr;
-                      row[width - 1] = '\0';  // as the table in memory
-                      return row.get();
-                    });
+  if (width < 1 || !idTableFits(fileInfo->ncid, s)) return -2;
+  if (rows <= 0) return -1;
+  // The rows in use, read at once into memory that every file reuses:
+  // one read of a few blocks costs less than a read a row, and memory
+  // touched once costs nothing the next time.
+  static std::vector<char> scratch;
+  size_t size = static_cast<size_t>(tableSize(rows, width));
+  if (scratch.size() < size) scratch.resize(size);
+  char* table = scratch.data();
+  if (!PointIndexReader::readChars(fileInfo->ncid, s.staticIdsVar, 0, rows,
+                                   width, table))
+    return -2;
+  terminateRows(table, rows, width);
+  return bisectRows(id, rows, [table, width](long i) { return table + i * width; });
 }
 
 namespace {

@@ -432,6 +432,19 @@ bool NetcdfPointData::fileHoldsId(PointNetcdfFileInfo* info, const char* id,
   return findOverflowRecordInRange(id, range.start(), range.end(), info) >= 0;
 }
 
+// Whether the file's valid times meet the range, read first if it was
+// listed by its name alone; one that doesn't is left closed.
+bool NetcdfPointData::coverageMeets(PointNetcdfFileInfo* info,
+                                    const TimeRange& range) {
+  if (info == nullptr) return false;
+  bool opened = !info->confirmed;
+  if (opened && !confirmFile(info)) return false;
+  if (info->validEnd >= range.start() && info->validStart <= range.end())
+    return true;
+  if (opened) closeUnheldFile(info);
+  return false;
+}
+
 bool NetcdfPointData::handlesForId(const TextString& id,
                                    const TimeRange& range,
                                    SeqOfPtr<int*>& handleList) {
@@ -441,9 +454,7 @@ bool NetcdfPointData::handlesForId(const TextString& id,
   if (q.nothing) return true;
   for (int i = _fileTimes.length() - 1; i >= 0; --i) {
     PointNetcdfFileInfo* info = fileInfoAt(_fileTimes.at(i));
-    if (info == nullptr || info->validEnd < range.start() ||
-        info->validStart > range.end())
-      continue;
+    if (!coverageMeets(info, range)) continue;
     if (fileHoldsId(info, id.chars(), range))
       giveClientHandle(info, handleList);
     else
@@ -460,9 +471,7 @@ bool NetcdfPointData::handlesForRange(const TimeRange& range,
   if (q.nothing) return true;
   for (int i = _fileTimes.length() - 1; i >= 0; --i) {
     PointNetcdfFileInfo* info = fileInfoAt(_fileTimes.at(i));
-    if (info != nullptr && info->validEnd >= range.start() &&
-        info->validStart <= range.end())
-      giveClientHandle(info, handleList);
+    if (coverageMeets(info, range)) giveClientHandle(info, handleList);
   }
   return true;
 }

@@ -55,10 +55,13 @@ bool NetcdfPointData::beginQuery(Query& q, const TimeRange* range,
   else
     q.quantum = std::max<long>(timeQuantum, s.binPeriod);
   if (range != nullptr) {
-    if (range->start() > _latestValidEnd || range->end() < _earliestRefStart)
+    // A file not yet read may reach past the latest valid time known.
+    bool lateKnown = _unconfirmed == 0;
+    if ((lateKnown && range->start() > _latestValidEnd) ||
+        range->end() < _earliestRefStart)
       q.nothing = true;
     // A range that covers everything saves the tests.
-    q.hasRange = !(range->start() <= _earliestRefStart &&
+    q.hasRange = !(lateKnown && range->start() <= _earliestRefStart &&
                    range->end() >= _latestValidEnd);
     q.range = *range;
   }
@@ -308,10 +311,14 @@ bool NetcdfPointData::collectTimes(Query& q, const TextString* id,
   if (id == nullptr && q.exact()) {
     // Room for every record at once: a day of exact times is large, and
     // a growing array copies itself into fresh memory again and again.
+    // A file not yet read counts as many as the newest.
+    const PointNetcdfFileInfo* newest = fileInfoAt(_fileTimes.at(0));
+    long guess = newest != nullptr ? std::max(newest->nRecords, 0L) : 0;
     size_t records = 0;
     for (int i = 0; i < _fileTimes.length(); ++i)
       if (PointNetcdfFileInfo* info = fileInfoAt(_fileTimes.at(i)))
-        records += static_cast<size_t>(std::max(info->nRecords, 0L));
+        records += static_cast<size_t>(
+            info->confirmed ? std::max(info->nRecords, 0L) : guess);
     out.items.reserve(records);
   }
   int passes = _fileTimes.length() + kExtraPasses;
@@ -323,16 +330,24 @@ bool NetcdfPointData::collectTimes(Query& q, const TextString* id,
     for (int i = _fileTimes.length() - 1; i >= 0; --i) {
       PointNetcdfFileInfo* info = fileInfoAt(_fileTimes.at(i));
       if (info == nullptr) continue;
-      if (i > 0 && limit.isValid() && info->refEnd < limit) continue;
-      if (q.hasRange && info->validStart > q.range.end()) break;
-      if (q.hasRange && info->validEnd < q.range.start()) continue;
-      if (!visited && limit.isValid()) mergeLimit = info->refStart - 1;
-      visited = true;
-      bool failed = false;
-      if (id != nullptr)
-        idTimesOfFile(q, info, id->chars(), out, failed);
-      else
-        allTimesOfFile(q, info, out, failed);
+      // A file listed by its name alone is read before its coverage counts.
+      bool opened = !info->confirmed;
+      bool failed = opened && !confirmFile(info);
+      if (!failed) {
+        bool skip = i > 0 && limit.isValid() && info->refEnd < limit;
+        bool past = !skip && q.hasRange && info->validStart > q.range.end();
+        if (skip || past || (q.hasRange && info->validEnd < q.range.start())) {
+          if (opened) closeUnheldFile(info);
+          if (past) break;
+          continue;
+        }
+        if (!visited && limit.isValid()) mergeLimit = info->refStart - 1;
+        visited = true;
+        if (id != nullptr)
+          idTimesOfFile(q, info, id->chars(), out, failed);
+        else
+          allTimesOfFile(q, info, out, failed);
+      }
       if (failed) {
         closeUnheldFile(info);
         if (keptOpen != nullptr && keptOpen != info) closeUnheldFile(keptOpen);

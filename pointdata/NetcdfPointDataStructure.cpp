@@ -192,6 +192,7 @@ PointFileStructure* NetcdfPointData::getFileStructure(
   _structures.insert(cdlDate, result);
   if (fileInfo != nullptr) {
     fileInfo->structure = result;
+    fileInfo->confirmed = true;
     if (fileInfo->level < 1) fileInfo->level = 1;
   }
   return result;
@@ -221,6 +222,7 @@ PointFileStructure* NetcdfPointData::knownStructure(
   fileInfo->nRecords = length;
   fileInfo->level = 1;
   fileInfo->structure = structure;
+  fileInfo->confirmed = true;
   return structure;
 }
 

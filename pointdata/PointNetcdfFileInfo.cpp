@@ -4,6 +4,7 @@
 
 PointNetcdfFileInfo::PointNetcdfFileInfo()
     : structure(nullptr),
+      confirmed(false),
       modTime(),
       level(0),
       nRecords(0),

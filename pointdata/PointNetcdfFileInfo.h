@@ -35,6 +35,11 @@ struct PointNetcdfFileInfo {
   void deleteRecordArrays();
 
   PointFileStructure* structure;
+  // Whether `structure`, and the coverage it gives, were read from the file
+  // itself. A reader lists most files by their names alone and reads each
+  // at its first use; until then the record carries the template's
+  // structure and no open file (NetcdfPointData::confirmFile()).
+  bool confirmed;
   TextString path;
   AbsTime fileTime;
   AbsTime refStart;

@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -124,6 +125,69 @@ TEST_F(ReaderFaultTest, FilesOfAnOlderTemplateAreReadByTheirOwnIndex) {
   // rounded by the template's bin of 900.
   EXPECT_EQ(std::vector<long>({kNoon - 900, kNoon}), validTimes(bins));
   EXPECT_EQ(2, reader.structureCount());
+}
+
+// A reader reads the files between the oldest and the newest at their
+// first use. One of an older template whose period reaches past the
+// newest file's answers by its own coverage, even for a range that the
+// newest file's end alone would call empty.
+TEST_F(ReaderFaultTest, AFileBetweenTheEndsIsReadByItsOwnTemplateAtItsFirstUse) {
+  TempDir old;
+  {
+    TemplateForm form;
+    form.cdlDate = "20200101";
+    form.filePeriod = "10800";
+    form.fileEndOffset = "10799";
+    ASSERT_FALSE(makeNetcdf(old, "template", templateCdl(form)).empty());
+    putIn(old, "KDEN", kNoon + 3 * kHour + 600);
+  }
+  makeWriter();
+  put("KDEN", kNoon + 100);
+  put("KDEN", kNoon + 2 * kHour + 100);
+  // Under the name of the hour between: it covers three hours from there.
+  copyFile(fileOf(kNoon + 3 * kHour, &old), fileOf(kNoon + kHour));
+  NetcdfPointData reader(dir.path().c_str(), false, false);
+  EXPECT_EQ(1, reader.structureCount());
+  TimeRange late(AbsTime(kNoon + 3 * kHour + 1), AbsTime(kNoon + 3 * kHour + 3000));
+  SeqOf<DataTime> times;
+  ASSERT_TRUE(reader.idInventory("KDEN", late, times, -1));
+  EXPECT_EQ(std::vector<long>({kNoon + 3 * kHour + 600}), validTimes(times));
+  EXPECT_EQ(2, reader.structureCount());
+  EXPECT_EQ(AbsTime(kNoon + 4 * kHour - 1),
+            reader.fileInfoAt(AbsTime(kNoon + kHour))->validEnd);
+}
+
+// A file between the ends that isn't a point file is found at the first
+// question that reaches it: it leaves the picture as a scan would have
+// left it, and the answer is that of the other files.
+TEST_F(ReaderFaultTest, ABadFileBetweenTheEndsLeavesAtItsFirstUse) {
+  makeWriter();
+  for (long hour = 0; hour < 3; ++hour) put("KDEN", kNoon + hour * kHour + 60);
+  std::string whole = dir.file("whole");
+  copyFile(fileOf(kNoon + kHour), whole);
+  for (int size : {0, 100}) {
+    copyFile(whole, fileOf(kNoon + kHour));
+    ASSERT_EQ(0, truncate(fileOf(kNoon + kHour).c_str(), size));
+    std::unique_ptr<NetcdfPointData> reader;
+    {
+      StderrCapture quiet;
+      reader.reset(new NetcdfPointData(dir.path().c_str(), false, false));
+      EXPECT_EQ("", quiet.text()) << size;
+    }
+    StderrCapture err;
+    EXPECT_EQ(std::vector<long>({kNoon + 60, kNoon + 2 * kHour + 60}),
+              exactTimes(*reader, "KDEN"));
+    std::string bad = fileOf(kNoon + kHour);
+    std::string last =
+        "PROBLEM: Format or ownership problems with the file " + bad +
+        "\nPROBLEM: File access error noted for " + bad +
+        "\nEVENT: File open failed because of normal purge operation\n";
+    std::string log = err.text();
+    ASSERT_LE(last.size(), log.size()) << size;
+    EXPECT_EQ(last, log.substr(log.size() - last.size())) << size;
+    EXPECT_TRUE(reader->isBadFile(AbsTime(kNoon + kHour)));
+    EXPECT_EQ(2, reader->fileTimes().length());
+  }
 }
 
 TEST_F(ReaderFaultTest, ATruncatedFileIsHeldOut) {

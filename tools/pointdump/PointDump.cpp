@@ -122,6 +122,10 @@ struct Variable {
 // The files of the set, each through a handle of the store.
 std::vector<FileView> viewFiles(NetcdfPointData& store) {
   std::vector<FileView> files;
+  // Every file held first: the store reads a file's own period as it opens
+  // it, and a file it has only listed carries the template's.
+  SeqOfPtr<int*> all;
+  store.handlesForRange(TimeRange(AbsTime(0), AbsTime::endOfTime() - 1), all);
   const SeqOf<AbsTime>& times = store.fileTimes();
   for (int i = times.length() - 1; i >= 0; --i) {
     PointNetcdfFileInfo* info = store.fileInfoAt(times.at(i));
@@ -171,6 +175,7 @@ std::vector<FileView> viewFiles(NetcdfPointData& store) {
     }
     files.push_back(f);
   }
+  store.releaseHandles(all);
   return files;
 }
 
