@@ -1,7 +1,8 @@
 // The reader's side of the point store over a day of hourly files of
 // 1 000 stations each: the inventories and range reads through the index,
-// in a fresh process (cold: the picture, the structures and the tables
-// are all read) and again in the same process (warm), against the same
+// in a fresh process (cold: the picture of the directory and each file's
+// index read as the question needs them) and again in the same process
+// (warm), against the same
 // answer got by scanning the data variables with plain netCDF calls.
 // The machine is shared: the fresh processes of every task take turns
 // round by round, and each ratio is the median of the ratios of a round.
