@@ -2,8 +2,8 @@
 // 1 000 stations each: the inventories and range reads through the index,
 // in a fresh process (cold: the picture of the directory and each file's
 // index read as the question needs them) and again in the same process
-// (warm), against the same
-// answer got by scanning the data variables with plain netCDF calls.
+// (warm), against the same answer got by scanning the data variables with
+// plain netCDF calls.
 // The machine is shared: the fresh processes of every task take turns
 // round by round, and each ratio is the median of the ratios of a round.
 // The opening of every file alone, which index and scan both pay, shows
