@@ -10,6 +10,13 @@
 
 namespace {
 
+// A value of Section 4: `bits` of `value`, or `text` in `bits` / 8 octets.
+struct Field {
+  uint64_t value;
+  int bits;
+  const char* text = nullptr;
+};
+
 class BufrDataTest : public BufrTest {
  protected:
   BufrMessage message(const std::vector<int>& descriptors, const BitWriter& w,
@@ -30,29 +37,107 @@ class BufrDataTest : public BufrTest {
   }
 };
 
-TEST_F(BufrDataTest, StandardValuesScaleMissingAndText) {
-  BitWriter w;
-  w.put(1100, 12);              // (1100 - 100) / 100
-  w.putOnes(9);                 // missing whatever the reference
-  w.put(0, 9);                  // 0 - 50
-  w.putText("N123 AB", 8);      // starts at bit 30: across octets
-  w.put(100, 14);               // exponent -1: 1000 Pa
-  BufrMessage m = message({63001, 63002, 63002, 1008, 7004}, w);
-  ASSERT_TRUE(decode(m));
-  EXPECT_EQ("63001=10 63002=-99999 63002=-50 1008='N123' 7004=1000", values());
-  const SeqOf<BufrValues>& v = decoder->decodedValues();
-  EXPECT_FLOAT_EQ(BufrValues::kCharacter, v.at(3).value());
-}
-
-TEST_F(BufrDataTest, UnknownElementStoresSentinelAndReadsNothing) {
-  BitWriter w;
-  w.put(72, 7);
-  w.put(403, 10);
-  StderrCapture err;
-  ASSERT_TRUE(decode(message({1001, 62255, 1002}, w)));
-  EXPECT_EQ("1001=72 62255=99999 1002=403", values());
-  EXPECT_NE(std::string::npos,
-            err.text().find("PROBLEM: Code 62255 does not exist in table B.\n"));
+TEST_F(BufrDataTest, ValuesOfStandardAndCompressedMessages) {
+  const struct {
+    std::vector<int> descriptors;
+    std::vector<Field> data;
+    int subsets;
+    bool compressed, decodes;
+    const char* values;       // null: not looked at
+    std::vector<int> counts;  // empty: not looked at
+    const char* line;
+  } cases[] = {
+      // (1100 - 100) / 100; all ones is missing whatever the reference;
+      // 0 - 50; text from bit 30, across octets; exponent -1.
+      {{63001, 63002, 63002, 1008, 7004},
+       {{1100, 12}, {511, 9}, {0, 9}, {0, 64, "N123 AB"}, {100, 14}}, 1,
+       false, true, "63001=10 63002=-99999 63002=-50 1008='N123' 7004=1000",
+       {}, "EVENT: Message is in standard format.  Subsets: 1\n"},
+      // An element missing from Table B stores a sentinel and reads nothing.
+      {{1001, 62255, 1002}, {{72, 7}, {403, 10}}, 1, false, true,
+       "1001=72 62255=99999 1002=403", {},
+       "PROBLEM: Code 62255 does not exist in table B.\n"},
+      // Delayed replication numbers its repetitions.
+      {{101000, 31001, 303001, 1001},
+       {{3, 8}, {100, 14}, {2700, 12}, {101, 14}, {2701, 12}, {102, 14},
+        {2702, 12}, {5, 7}},
+       1, false, true,
+       "7004=1000 12001=270 7004=1010/1 12001=270.1/1 7004=1020/2 "
+       "12001=270.2/2 1001=5",
+       {3}, ""},
+      {{101000, 31001, 303001, 1001}, {{0, 8}, {5, 7}}, 1, false, true,
+       "1001=5", {0}, ""},
+      {{101000, 31001, 303001, 1001}, {{255, 8}, {5, 7}}, 1, false, true,
+       "1001=5", {-99999}, ""},
+      {{1001, 101000, 31001, 12001},
+       {{70, 7}, {1, 8}, {2800, 12}, {71, 7}, {2, 8}, {2801, 12}, {2802, 12}},
+       2, false, true,
+       "1001=70 12001=280 s1:1001=71 s1:12001=280.1 s1:12001=280.2/1",
+       {1, 2}, ""},
+      // All ones would be missing.
+      {{118000, 31002, 1001, 1002, 12001, 7004, 11001, 11002, 4001, 4002,
+        4003, 4004, 4005, 5002, 6002, 63001, 63002, 63003, 1001, 1002},
+       {{65534, 16}}, 1, false, false, nullptr, {},
+       "PROBLEM: Delayed replication of 65534 repetitions is too large to "
+       "unroll\n"},
+      {{101000, 31001, 12001}, {{254, 8}}, 1, false, false, nullptr, {},
+       "PROBLEM: Data section ends before the value of descriptor 12001\n"
+       "PROBLEM: Unable to decode standard data.\n"},
+      // Three subsets: 12001 differing (increments of 4 bits, the last all
+      // ones: missing), 1001 alike, 1002 all ones without increments.
+      {{12001, 1001, 1002},
+       {{2700, 12}, {4, 6}, {0, 4}, {5, 4}, {15, 4}, {72, 7}, {0, 6},
+        {1023, 10}, {0, 6}},
+       3, true, true,
+       "12001=270 1001=72 1002=-99999 s1:12001=270.5 s1:1001=72 "
+       "s1:1002=-99999 s2:12001=-99999 s2:1001=72 s2:1002=-99999",
+       {}, "EVENT: Message is in compressed format.  Subsets: 3\n"},
+      // An element missing from Table B fails a compressed message, and
+      // nothing of it stands in the result.
+      {{12001, 62255}, {{2700, 12}, {4, 6}, {0, 4}, {5, 4}, {15, 4}}, 3, true,
+       false, "", {},
+       "PROBLEM: Unable to get compressed decoded value for: 62255\n"},
+      // Compressed text is read from behind the reference and the increment
+      // width, and the reader then goes on by the increment width over
+      // eight octets for each subset: the first subset reads its own text,
+      // a later one reads from one octet further per subset.
+      {{1008}, {{0, 64}, {8, 6}, {0, 64, "ALPHA1"}, {0, 64, "BRAVO2"}}, 2,
+       true, true, "1008='ALPHA1' s1:1008='LPHA1'", {}, ""},
+      // Alike in all subsets: no increments, and the value is the reference
+      // read as a number.
+      {{1008}, {{~0ull, 64}, {0, 6}}, 2, true, true,
+       "1008=-99999 s1:1008=-99999", {}, ""},
+      // A factor of 2 repetitions in every subset; 1001 by increments of
+      // 2 bits (one bit would make the increment 1 missing).
+      {{101000, 31001, 12001, 1001},
+       {{2, 8}, {0, 6}, {2700, 12}, {0, 6}, {2701, 12}, {0, 6}, {72, 7},
+        {2, 6}, {0, 2}, {1, 2}},
+       2, true, true,
+       "12001=270 12001=270.1/1 1001=72 s1:12001=270 s1:12001=270.1/1 "
+       "s1:1001=73",
+       {2}, ""},
+      {{101000, 31001, 12001}, {{2, 8}, {2, 6}, {0, 2}, {1, 2}}, 2, true,
+       false, nullptr, {},
+       "PROBLEM: Delayed replication counts differ between compressed "
+       "subsets: 2 and 3\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(::testing::PrintToString(c.descriptors));
+    BitWriter w;
+    for (const Field& f : c.data)
+      f.text ? w.putText(f.text, f.bits / 8) : w.put(f.value, f.bits);
+    StderrCapture err;
+    EXPECT_EQ(c.decodes,
+              decode(message(c.descriptors, w, c.subsets, c.compressed)));
+    EXPECT_EQ(c.compressed, decoder->compressed());
+    if (c.values) {
+      EXPECT_EQ(c.values, values());
+    }
+    if (!c.counts.empty()) {
+      EXPECT_EQ(c.counts, counts());
+    }
+    EXPECT_NE(std::string::npos, err.text().find(c.line));
+  }
 }
 
 TEST_F(BufrDataTest, ShortDataSectionGivesTimeValuesAndFails) {
@@ -69,92 +154,24 @@ TEST_F(BufrDataTest, ShortDataSectionGivesTimeValuesAndFails) {
   EXPECT_EQ("1001=72", values());
 }
 
-TEST_F(BufrDataTest, DelayedReplicationNumbersItsRepetitions) {
-  BitWriter w;
-  w.put(3, 8);
-  for (int r = 0; r < 3; ++r) {
-    w.put(100 + r, 14);
-    w.put(2700 + r, 12);
-  }
-  w.put(5, 7);
-  ASSERT_TRUE(decode(message({101000, 31001, 303001, 1001}, w)));
-  EXPECT_EQ(
-      "7004=1000 12001=270 7004=1010/1 12001=270.1/1 7004=1020/2 "
-      "12001=270.2/2 1001=5",
-      values());
-  EXPECT_EQ(std::vector<int>({3}), counts());
-
-  BitWriter none;
-  none.put(0, 8);
-  none.put(5, 7);
-  ASSERT_TRUE(decode(message({101000, 31001, 303001, 1001}, none)));
-  EXPECT_EQ("1001=5", values());
-
-  BitWriter missing;
-  missing.putOnes(8);
-  missing.put(5, 7);
-  ASSERT_TRUE(decode(message({101000, 31001, 303001, 1001}, missing)));
-  EXPECT_EQ("1001=5", values());
-  EXPECT_EQ(std::vector<int>({-99999}), counts());
-}
-
-TEST_F(BufrDataTest, SubsetsOfAStandardMessage) {
-  BitWriter w;
-  w.put(70, 7);
-  w.put(1, 8);
-  w.put(2800, 12);
-  w.put(71, 7);
-  w.put(2, 8);
-  w.put(2801, 12);
-  w.put(2802, 12);
-  ASSERT_TRUE(decode(message({1001, 101000, 31001, 12001}, w, 2)));
-  EXPECT_EQ("1001=70 12001=280 s1:1001=71 s1:12001=280.1 s1:12001=280.2/1",
-            values());
-  EXPECT_EQ(std::vector<int>({1, 2}), counts());
-}
-
+// A delayed group holding a fixed replication with a delayed one inside:
+// the inner count may be 100, not more.
 TEST_F(BufrDataTest, NestedGroupCountLimit) {
-  // A delayed group holding a fixed replication with a delayed one inside.
-  std::vector<int> list = {101000, 31001, 103001, 101000, 31001, 12001};
-  BitWriter w;
-  w.put(1, 8);    // outer count
-  w.put(100, 8);  // inner count: at the limit
-  for (int i = 0; i < 100; ++i) w.put(2731, 12);
-  ASSERT_TRUE(decode(message(list, w)));
+  for (int inner : {101, 100}) {
+    BitWriter w;
+    w.put(1, 8);
+    w.put(inner, 8);
+    for (int i = 0; i < inner; ++i) w.put(2731, 12);
+    EXPECT_EQ(inner == 100, decode(message(
+                                {101000, 31001, 103001, 101000, 31001, 12001},
+                                w)));
+  }
   EXPECT_EQ(100, decoder->decodedValues().length());
   EXPECT_EQ(99, decoder->decodedValues().at(99).repetition());
-
-  BitWriter over;
-  over.put(1, 8);
-  over.put(101, 8);
-  for (int i = 0; i < 101; ++i) over.put(2731, 12);
-  EXPECT_FALSE(decode(message(list, over)));
 }
 
-TEST_F(BufrDataTest, HugeCountsAndOverrunsFail) {
-  StderrCapture err;
-  BitWriter w;
-  w.put(65534, 16);  // all ones would be missing
-  EXPECT_FALSE(decode(message(
-      {118000, 31002, 1001, 1002, 12001, 7004, 11001, 11002, 4001, 4002, 4003,
-       4004, 4005, 5002, 6002, 63001, 63002, 63003, 1001, 1002},
-      w)));
-  EXPECT_NE(std::string::npos,
-            err.text().find("PROBLEM: Delayed replication of 65534 "
-                            "repetitions is too large to unroll\n"));
-
-  StderrCapture err2;
-  BitWriter many;
-  many.put(254, 8);
-  EXPECT_FALSE(decode(message({101000, 31001, 12001}, many)));
-  std::string log = err2.text();
-  EXPECT_NE(std::string::npos,
-            log.find("PROBLEM: Data section ends before the value of "
-                     "descriptor 12001\n"));
-  EXPECT_NE(std::string::npos,
-            log.find("PROBLEM: Unable to decode standard data.\n"));
-
-  // All ones: every value missing, every count -99999, and still bounded.
+// All ones: every value missing, every count -99999, and still bounded.
+TEST_F(BufrDataTest, AllOnesDecodesAsMissing) {
   BufrMessage ones = message({1001, 101000, 31002, 12001, 1015, 12001},
                              BitWriter(), 3);
   ones.data.assign(200, 0xFF);
@@ -164,94 +181,6 @@ TEST_F(BufrDataTest, HugeCountsAndOverrunsFail) {
       "\xFF\xFF\xFF\xFF\xFF\xFF\xFF' 12001=-99999",
       values().substr(0, values().find(" s1:")));
 }
-
-TEST_F(BufrDataTest, CompressedValues) {
-  // Three subsets, three elements: differing, equal, and partly missing.
-  BitWriter w;
-  w.put(2700, 12);  // 12001 reference
-  w.put(4, 6);      // increments of 4 bits
-  w.put(0, 4);
-  w.put(5, 4);
-  w.put(15, 4);     // all ones: missing
-  w.put(72, 7);     // 1001 reference, all subsets alike
-  w.put(0, 6);
-  w.putOnes(10);    // 1002 reference all ones, no increments: missing
-  w.put(0, 6);
-  StderrCapture err;
-  ASSERT_TRUE(decode(message({12001, 1001, 1002}, w, 3, true)));
-  EXPECT_EQ(
-      "12001=270 1001=72 1002=-99999 s1:12001=270.5 s1:1001=72 "
-      "s1:1002=-99999 s2:12001=-99999 s2:1001=72 s2:1002=-99999",
-      values());
-  EXPECT_TRUE(decoder->compressed());
-  EXPECT_NE(std::string::npos,
-            err.text().find("EVENT: Message is in compressed format.  "
-                            "Subsets: 3\n"));
-
-  // An element missing from Table B fails a compressed message, and
-  // nothing of it stands in the result.
-  StderrCapture err2;
-  EXPECT_FALSE(decode(message({12001, 62255}, w, 3, true)));
-  EXPECT_EQ("", values());
-  EXPECT_NE(std::string::npos,
-            err2.text().find("PROBLEM: Unable to get compressed decoded value "
-                             "for: 62255\n"));
-}
-
-// Compressed text is read from behind the reference and the increment
-// width, and the reader then goes on by the increment width over eight
-// octets for each subset: the first subset reads its own text, a later one
-// reads from one octet further per subset.
-TEST_F(BufrDataTest, CompressedCharactersAreReadAsTheEngineDoes) {
-  BitWriter w;
-  w.put(0, 64);      // reference of 1008: 8 octets of zeros
-  w.put(8, 6);       // increment width: 8 octets
-  w.putText("ALPHA1", 8);
-  w.putText("BRAVO2", 8);
-  ASSERT_TRUE(decode(message({1008}, w, 2, true)));
-  EXPECT_EQ("1008='ALPHA1' s1:1008='LPHA1'", values());
-
-  // Alike in all subsets: no increments, and the value is the reference
-  // read as a number.
-  BitWriter same;
-  same.putOnes(64);
-  same.put(0, 6);
-  ASSERT_TRUE(decode(message({1008}, same, 2, true)));
-  EXPECT_EQ("1008=-99999 s1:1008=-99999", values());
-}
-
-TEST_F(BufrDataTest, CompressedDelayedReplication) {
-  BitWriter w;
-  w.put(2, 8);  // factor reference: 2 repetitions in every subset
-  w.put(0, 6);
-  for (int r = 0; r < 2; ++r) {
-    w.put(2700 + r, 12);
-    w.put(0, 6);
-  }
-  w.put(72, 7);
-  w.put(2, 6);  // one bit would make the increment 1 missing
-  w.put(0, 2);
-  w.put(1, 2);
-  ASSERT_TRUE(decode(message({101000, 31001, 12001, 1001}, w, 2, true)));
-  EXPECT_EQ(
-      "12001=270 12001=270.1/1 1001=72 s1:12001=270 s1:12001=270.1/1 "
-      "s1:1001=73",
-      values());
-  EXPECT_EQ(std::vector<int>({2}), counts());
-
-  BitWriter differ;
-  differ.put(2, 8);
-  differ.put(2, 6);
-  differ.put(0, 2);
-  differ.put(1, 2);
-  StderrCapture err;
-  EXPECT_FALSE(decode(message({101000, 31001, 12001}, differ, 2, true)));
-  EXPECT_NE(std::string::npos,
-            err.text().find("PROBLEM: Delayed replication counts differ "
-                            "between compressed subsets: 2 and 3\n"));
-}
-
-}  // namespace
 
 // A message of a few octets whose counts unroll a million operator steps in
 // each subset: every insertion is within the length bound, but not the
@@ -290,9 +219,10 @@ TEST_F(BufrDataTest, CompressedRoadsAgreeWithWhatWasWritten) {
   std::string expected[subsets];
   unsigned seed = 12345;
   for (int e = 0; e < 6; ++e) {
-    int tableWidth = descriptors[e] == 63002 ? 9 : descriptors[e] == 63003 ? 10 : 12;
     unsigned reference = 100 + e;
-    w.put(reference, tableWidth);
+    w.put(reference, descriptors[e] == 63002   ? 9
+                     : descriptors[e] == 63003 ? 10
+                                               : 12);
     w.put(widths[e], 6);
     for (int s = 0; s < subsets; ++s) {
       uint64_t all = widths[e] ? (uint64_t(1) << widths[e]) - 1 : 0;
@@ -331,3 +261,5 @@ TEST_F(BufrDataTest, CompressedRoadsAgreeWithWhatWasWritten) {
   EXPECT_EQ(all, values());
   EXPECT_EQ(6 * subsets, countOf(err.text(), "VERBOSE: compressed value["));
 }
+
+}  // namespace
