@@ -3,6 +3,8 @@
 #include <time.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "AbsTime.h"
 #include "StopWatch.h"
@@ -32,38 +34,29 @@ TEST(AbsTimeTest, FromPartsAgreesWithTheCalendar) {
   EXPECT_EQ(gmt(2000, 2, 29), AbsTime(2000, 2, 29).seconds());
   EXPECT_EQ(1, AbsTime(1970, 1, 1, 0, 0, 1).seconds());
   EXPECT_EQ(AbsTime::endOfTime(), AbsTime(2038, 1, 19, 3, 14, 7));
-
-  EXPECT_EQ(AbsTime(2005, 6, 1), AbsTime(5, 6, 1));
-  EXPECT_EQ(AbsTime(1999, 6, 1), AbsTime(99, 6, 1));
-  EXPECT_EQ(AbsTime(2000, 6, 1), AbsTime(100, 6, 1));
-  EXPECT_EQ(AbsTime(2038, 1, 1), AbsTime(38, 1, 1));
+  const int shortYears[][2] = {{5, 2005}, {99, 1999}, {100, 2000}, {38, 2038}};
+  for (const auto& y : shortYears)
+    EXPECT_EQ(AbsTime(y[1], 1, 1), AbsTime(y[0], 1, 1)) << y[0];
 
   StderrCapture err;
-  EXPECT_FALSE(AbsTime(50, 6, 1));
-  EXPECT_FALSE(AbsTime(2003, 2, 29).isValid());
-  EXPECT_FALSE(AbsTime(2038, 1, 19, 3, 14, 8));  // beyond the count
-  EXPECT_FALSE(AbsTime(1969, 12, 31));
-  EXPECT_FALSE(AbsTime(2004, 13, 1));
-  EXPECT_FALSE(AbsTime(2004, 4, 31));
-  EXPECT_FALSE(AbsTime(2004, 4, 1, 24));
-  EXPECT_FALSE(AbsTime(2004, 4, 1, 0, 60));
-  EXPECT_FALSE(AbsTime(2004, 4, 1, 0, 0, -1));
+  for (const AbsTime& bad :
+       {AbsTime(50, 6, 1), AbsTime(2003, 2, 29), AbsTime(1969, 12, 31),
+        AbsTime(2038, 1, 19, 3, 14, 8),  // beyond the count
+        AbsTime(2004, 13, 1), AbsTime(2004, 4, 31), AbsTime(2004, 4, 1, 24),
+        AbsTime(2004, 4, 1, 0, 60), AbsTime(2004, 4, 1, 0, 0, -1)})
+    EXPECT_FALSE(bad.isValid());
   EXPECT_EQ(0, AbsTime::daysInMonth(0, 2004));
   std::string log = err.text();
   EXPECT_EQ(9, countOf(log, "BUG: Improper time values for AbsTime::AbsTime()\n"));
   EXPECT_EQ(1, countOf(log, "BUG: daysInMonth supplied with bad month number\n"));
 }
 
-TEST(AbsTimeTest, AccessorsAndGmtForm) {
+TEST(AbsTimeTest, PartsAndGmtForm) {
   AbsTime t(2004, 2, 29, 13, 45, 9);
-  EXPECT_EQ(2004, t.year());
-  EXPECT_EQ(2, t.month());
-  EXPECT_EQ(29, t.dayOfMonth());
-  EXPECT_EQ(60, t.dayOfYear());
-  EXPECT_EQ(0, t.weekday());  // a Sunday
-  EXPECT_EQ(13, t.hour());
-  EXPECT_EQ(45, t.minute());
-  EXPECT_EQ(9, t.second());
+  EXPECT_EQ((std::vector<int>{2004, 2, 29, 60, 0, 13, 45, 9}),
+            (std::vector<int>{t.year(), t.month(), t.dayOfMonth(),
+                              t.dayOfYear(), t.weekday(),  // a Sunday
+                              t.hour(), t.minute(), t.second()}));
   EXPECT_STREQ("Feb 29 04 13:45:09 GMT", t.format("%h %d %y %T GMT").chars());
   EXPECT_STREQ("20040229_1345", t.format("%Y%m%d_%H%M").chars());
   EXPECT_STREQ("Tue Jan 19 03:14:07 2038",
@@ -115,8 +108,7 @@ TEST(TimeRangeTest, SpanGapAndDuration) {
   EXPECT_EQ(t0, a.start());
   EXPECT_TRUE(a.hasDuration());
   TimeRange touching(t0 + 3600, 1800L);
-  TimeRange joined = a.span(touching);
-  EXPECT_EQ(TimeRange(t0, t0 + 5400), joined);
+  EXPECT_EQ(TimeRange(t0, t0 + 5400), a.span(touching));
   EXPECT_TRUE(a.gap(touching).isEmpty());
 
   TimeRange later(t0 + 7200, t0 + 9000);
@@ -127,24 +119,21 @@ TEST(TimeRangeTest, SpanGapAndDuration) {
   EXPECT_TRUE(a.span(instant).isEmpty());
   EXPECT_EQ(TimeRange(AbsTime(), AbsTime::endOfTime()), TimeRange::allTime());
 
-  EXPECT_STREQ("1d 0h 0m 5s",
-               TimeRange(t0, 86405L).durationText().chars());
-  EXPECT_STREQ("2h", TimeRange(t0, 7200L).durationText().chars());
-  EXPECT_STREQ("1d", TimeRange(t0, 86400L).durationText().chars());
-  EXPECT_STREQ("0h 3m", TimeRange(t0, 180L).durationText().chars());
   EXPECT_STREQ("", TimeRange().durationText().chars());
+  const std::pair<long, const char*> durations[] = {
+      {86405, "1d 0h 0m 5s"}, {7200, "2h"}, {86400, "1d"}, {180, "0h 3m"}};
+  for (const auto& d : durations)
+    EXPECT_STREQ(d.second, TimeRange(t0, d.first).durationText().chars());
 }
 
 TEST(StopWatchTest, StartStopAndMisuse) {
   StopWatch watch;
-  {
-    StderrCapture err;
-    watch.stop();
-    EXPECT_EQ(
-        "BUG: The timing must be started or restarted \nby the start method "
-        "before the timing can be stopped.\n",
-        err.text());
-  }
+  StderrCapture err;
+  watch.stop();
+  EXPECT_EQ(
+      "BUG: The timing must be started or restarted \nby the start method "
+      "before the timing can be stopped.\n",
+      err.text());
   EXPECT_EQ(0.0, watch.elapsed());
   EXPECT_EQ(0, watch.stopCount());
   watch.start();
