@@ -103,6 +103,10 @@ TEST_F(LogPreferencesTest, StatementForms) {
          return log().prefixWord(LogStream::FILE_SINK) ==
                 (LogStream::FILENAME | LogStream::LINENO);
        }, ""},
+      // the line number goes with the file name
+      {"file filename = on file lineno = on file filename = off", [] {
+         return log().prefixWord(LogStream::FILE_SINK) == 0;
+       }, ""},
       {"collective processname = on\ncollective processname = off", [] {
          return log().prefixWord(LogStream::COLLECTIVE) == LogStream::PROCESSNAME;
        }, "LOG-STATUS: Warning: can't turn off timestamp or process name in the "
@@ -111,8 +115,8 @@ TEST_F(LogPreferencesTest, StatementForms) {
          return log().prefixWord(LogStream::TTY) == 0 &&
                 log().prefixWord(LogStream::COLLECTIVE) == LogStream::TIMESTAMP;
        }, "can't turn off timestamp"},
-      {"bug abort = on verbose abort = on verbose abort = off", [] {
-         return log().abortSet() == (LogStream::FATAL | LogStream::BUG);
+      {"bug abort = on verbose abort = on bug abort = off", [] {
+         return log().abortSet() == (LogStream::FATAL | LogStream::VERBOSE);
        }, ""},
       {"fatal abort = off\nbug abort = on", [] {
          return log().abortSet() == (LogStream::FATAL | LogStream::BUG);
@@ -141,10 +145,7 @@ TEST_F(LogPreferencesTest, SwitchesShowInTheLog) {
   for (const char* text : {"includePrefixForVerbose_ = on",
                            "suppressPrefixForVerbose_ = on"}) {
     ASSERT_TRUE(read(text));
-    if (!logGate(logStream(), LogStream::VERBOSE, "x.cpp", 1, true)) {
-      logStream() << "continued\n";
-      logEnd(logStream());
-    }
+    ZLOG_BARE(LogStream::VERBOSE) << "continued\n";
   }
   EXPECT_EQ("PROBLEM: no newlineVERBOSE: continued\ncontinued\n", err.text());
 }
@@ -195,10 +196,8 @@ TEST_F(LogPreferencesTest, FoundByEnvironmentDirectoryAndHome) {
   TempDir here, home;
   char previous[4096];
   ASSERT_NE(nullptr, getcwd(previous, sizeof previous));
-  const char* oldHome = getenv("HOME");
-  std::string savedHome = oldHome ? oldHome : "";
-  const char* oldPref = getenv("LOG_PREF");
-  std::string savedPref = oldPref ? oldPref : "";
+  const std::string savedHome = getenv("HOME") ? getenv("HOME") : "";
+  const std::string savedPref = getenv("LOG_PREF") ? getenv("LOG_PREF") : "";
   ASSERT_EQ(0, chdir(here.path().c_str()));
   setenv("HOME", home.path().c_str(), 1);
   writeFile(dir.file("named"), "tty processid = on");
@@ -238,10 +237,7 @@ TEST_F(LogPreferencesTest, FoundByEnvironmentDirectoryAndHome) {
     else
       EXPECT_EQ("", text) << c.what;
   }
-  if (oldPref)
-    setenv("LOG_PREF", savedPref.c_str(), 1);
-  else
-    unsetenv("LOG_PREF");
+  setenv("LOG_PREF", savedPref.c_str(), 1);
   setenv("HOME", savedHome.c_str(), 1);
   ASSERT_EQ(0, chdir(previous));
 }
