@@ -33,33 +33,31 @@ double secondsSince(Clock::time_point start) {
 
 // Both ends of a stream: a socket pair, or a connection on 127.0.0.1.
 struct Stream {
-  int ends[2] = {-1, -1};
+  explicit Stream(bool loopback = false) {
+    if (!loopback) {
+      EXPECT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
+      return;
+    }
+    int listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr* a = reinterpret_cast<sockaddr*>(&address);
+    socklen_t size = sizeof address;
+    EXPECT_EQ(0, bind(listener, a, size));
+    EXPECT_EQ(0, listen(listener, 1));
+    EXPECT_EQ(0, getsockname(listener, a, &size));
+    ends[0] = socket(AF_INET, SOCK_STREAM, 0);
+    EXPECT_EQ(0, connect(ends[0], a, size));
+    ends[1] = accept(listener, nullptr, nullptr);
+    close(listener);
+  }
   ~Stream() {
     for (int fd : ends)
       if (fd >= 0) close(fd);
   }
+  int ends[2] = {-1, -1};
 };
-
-void socketPair(Stream& s) {
-  ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, s.ends));
-}
-
-void loopbackPair(Stream& s) {
-  int listener = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  ASSERT_EQ(0, bind(listener, reinterpret_cast<sockaddr*>(&address), size));
-  ASSERT_EQ(0, listen(listener, 1));
-  ASSERT_EQ(
-      0, getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size));
-  s.ends[0] = socket(AF_INET, SOCK_STREAM, 0);
-  ASSERT_EQ(0, connect(s.ends[0], reinterpret_cast<sockaddr*>(&address), size));
-  s.ends[1] = accept(listener, nullptr, nullptr);
-  close(listener);
-  ASSERT_GE(s.ends[1], 0);
-}
 
 // Sends one message of module 1 down `fd` through the send of a message.
 void sendTo(int fd, short type, int value) {
@@ -107,15 +105,12 @@ TEST_F(WaitTest, LimitHoldsThroughEventsThatAreNoMessages) {
   EXPECT_EQ(-1, waitForMessage(-1));
   EXPECT_LT(secondsSince(start), 0.1);
   Stream s;
-  socketPair(s);
   Drain drain(s.ends[1]);
   EventDispatcher::instance().addDescriptor(&drain, true);
   std::atomic<bool> stop(false);
   std::thread writer([&] {
-    while (!stop) {
+    for (; !stop; std::this_thread::sleep_for(std::chrono::milliseconds(40)))
       EXPECT_EQ(1, write(s.ends[0], "x", 1));
-      std::this_thread::sleep_for(std::chrono::milliseconds(40));
-    }
   });
   start = Clock::now();
   EXPECT_EQ(-1, waitForMessage(12));
@@ -127,22 +122,26 @@ TEST_F(WaitTest, LimitHoldsThroughEventsThatAreNoMessages) {
   EXPECT_GE(drain.events, 15);
 }
 
-// One pass serves every ready descriptor, high priority first; the filter
-// holds for the wait only.
+// One pass serves every ready descriptor, high priority first, but not
+// one that a handler before it destroyed (under the sanitizers, a use of
+// it would fail); the filter holds for the wait only.
 TEST_F(WaitTest, SeveralReadyDescriptorsHighPriorityFirst) {
-  Stream a, b, c;
-  socketPair(a);
-  socketPair(b);
-  loopbackPair(c);
+  Stream a, b, c(true), d;
   std::vector<char> order;
   IPC_Target controller = IPC_Target::anonymous(0x7f000001, 6000, 1);
   const IPC_Target* filter = nullptr;
+  Drain* victim = new Drain(d.ends[1]);
+  EventDispatcher::instance().addDescriptor(victim, true);
   reading(a)->onEvent = [&] {
     order.push_back('a');
     filter = messageFilter();
   };
-  reading(b, 1)->onEvent = [&] { order.push_back('b'); };
+  reading(b, 1)->onEvent = [&] {
+    order.push_back('b');
+    delete victim;
+  };
   reading(c)->onEvent = [&] { order.push_back('c'); };
+  ASSERT_EQ(1, write(d.ends[0], "x", 1));
   sendTo(a.ends[0], 0, 1);
   sendTo(b.ends[0], 1, 2);
   sendTo(c.ends[0], 2, 3);
@@ -156,9 +155,7 @@ TEST_F(WaitTest, SeveralReadyDescriptorsHighPriorityFirst) {
 }
 
 TEST_F(WaitTest, ReceiverSendsFromInsideADispatch) {
-  Stream in, out;
-  socketPair(in);
-  loopbackPair(out);
+  Stream in, out(true);
   reading(in);
   reading(out);
   RecordingReceiver replies;
@@ -177,25 +174,10 @@ TEST_F(WaitTest, ReceiverSendsFromInsideADispatch) {
             replies.received[0]);
 }
 
-// A handler that destroys another ready client: that one isn't served.
-TEST_F(WaitTest, ClientRemovedInsideAPassIsNotServed) {
-  Stream a, b;
-  socketPair(a);
-  socketPair(b);
-  Drain* victim = new Drain(b.ends[1]);
-  EventDispatcher::instance().addDescriptor(victim, true);
-  reading(a, 1)->onEvent = [&] { delete victim; };
-  ASSERT_EQ(1, write(b.ends[0], "x", 1));
-  sendTo(a.ends[0], 0, 1);
-  EXPECT_EQ(0, waitForMessage(20));  // under the sanitizers, a use would fail
-  EXPECT_EQ(1u, receiver.received.size());
-}
-
 void ignoreSignal(int) {}
 
 TEST_F(WaitTest, SignalInterruptsTheWait) {
-  struct sigaction action {
-  }, old{};
+  struct sigaction action = {}, old = {};
   action.sa_handler = ignoreSignal;  // no SA_RESTART: select sees EINTR
   sigemptyset(&action.sa_mask);
   ASSERT_EQ(0, sigaction(SIGALRM, &action, &old));
@@ -248,11 +230,10 @@ TEST(TimerTest, LoopRunsTimersAndDescriptorsUntilStopped) {
   arm(repeating, 50);
   arm(once, 20);
   arm(guard, 5000);  // ends a loop that would not end
-  int fds[2];
-  ASSERT_EQ(0, pipe(fds));
-  Drain drain(fds[0]);
+  Stream s;
+  Drain drain(s.ends[1]);
   dispatcher.addDescriptor(&drain, false);
-  ASSERT_EQ(1, write(fds[1], "x", 1));
+  ASSERT_EQ(1, write(s.ends[0], "x", 1));
 
   // A wait serves IPC descriptors only: the timers don't run in it.
   EXPECT_EQ(-1, waitForMessage(2));
@@ -270,9 +251,6 @@ TEST(TimerTest, LoopRunsTimersAndDescriptorsUntilStopped) {
               repeating.interval() - 1);
   EXPECT_EQ(1u, once.runs.size());  // disabled by its handler
   EXPECT_EQ(1, drain.events);
-  dispatcher.removeDescriptor(&drain);
-  close(fds[0]);
-  close(fds[1]);
 }
 
 // The tick counter follows the real passing of time, in the unit that

@@ -52,6 +52,11 @@ void PeerTest::TearDown() {
     kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
   }
+  // What this test's peers said is no concern of the next test.
+  peers->echoes.clear();
+  peers->answers.clear();
+  peers->resumed.clear();
+  peers->sinks.clear();
 }
 
 IPC_Target PeerTest::spawn(std::vector<std::string> args,

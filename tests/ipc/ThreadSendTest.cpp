@@ -114,7 +114,6 @@ TEST_F(ThreadSendTest, AStalledReaderHoldsUpOnlyItsQueue) {
   int ticksWhileStalled = 0, peakThreads = 0;
   size_t echoesWhileStalled = 0;
   bool allSent = true, stopped = false;
-  peers->echoes.clear();
   Ticker ticker(20, [&] {
     if (peers->resumed.empty()) {
       ++ticksWhileStalled;
@@ -154,11 +153,15 @@ TEST_F(ThreadSendTest, ManySocketsEachWithItsThread) {
     slow.push_back(spawn({"slow", "", "3000"}));
     ASSERT_FALSE(slow.back().isNull());
   }
-  long numbers[4] = {0, 0, 0, 0};
-  for (int i = 0; i < 4; ++i) EXPECT_TRUE(sendNumbered(slow[i], numbers[i], 200));
+  for (const IPC_Target& peer : slow) {
+    long number = 0;
+    EXPECT_TRUE(sendNumbered(peer, number, 200));
+  }
   EXPECT_EQ(4, sendThreads());
-  for (const IPC_Target& peer : slow) EXPECT_TRUE(socketTo(peer)->hasRunningThread());
-  for (const IPC_Target& peer : slow) EXPECT_EQ(0, stop(peer, 0));
+  for (const IPC_Target& peer : slow) {
+    EXPECT_TRUE(socketTo(peer)->hasRunningThread());
+    EXPECT_EQ(0, stop(peer, 0));
+  }
   awaitSinks(4);
   ASSERT_EQ(4u, peers->sinks.size());
   for (const auto& sink : peers->sinks) {
@@ -204,61 +207,54 @@ TEST_F(ThreadSendTest, ASynchronousMessageGoesBetweenQueuedOnes) {
 }
 
 // A peer that reads nothing: a message that fits starts no thread; the
-// first that doesn't does, and the sends go on at once. At the send
-// time-out the socket is closed; the next send answers -1 and the socket
-// goes, with what was never sent.
+// first that doesn't does, and the sends go on at once. The queue is freed
+// with its thread and its socket when the send time-out passes (the next
+// send answers -1), when the peer dies, or when the socket is closed under
+// its thread; the figures say what was lost.
 TEST_F(ThreadSendTest, APeerThatReadsNothingIsGivenUp) {
-  setSendTimeout({1, 0});
-  IPC_Target stalled = spawn({"stall", ""});
   IPC_Target echo = spawn({"echo", ""});
-  ASSERT_FALSE(stalled.isNull());
-  long number = 0;
-  EXPECT_TRUE(sendNumbered(stalled, number, 1, 100));
-  EXPECT_FALSE(socketTo(stalled)->hasRunningThread());
-  EXPECT_TRUE(sendNumbered(stalled, number, 20, 1 << 16));
-  EXPECT_TRUE(socketTo(stalled)->hasRunningThread());
-  EXPECT_TRUE(roundTrip(echo, 3));  // while the queue waits
-  EXPECT_TRUE(sendThreadsEnd());  // the time-out ended the thread
-  EXPECT_TRUE(socketTo(stalled)->isClosed());
-  StderrCapture err;
-  EXPECT_FALSE(sendNumbered(stalled, number, 1));
-  EXPECT_EQ(nullptr, socketTo(stalled));
-  EXPECT_TRUE(std::regex_search(
-      err.text(), std::regex("PROBLEM: [1-9][0-9]* messages were never sent.")))
-      << err.text();
-  EXPECT_TRUE(roundTrip(echo, 4));
-  setSendTimeout({180, 0});
-}
-
-// A socket whose peer dies, or that is closed under its thread, frees its
-// queue and its thread; the figures say what was lost.
-TEST_F(ThreadSendTest, AFullQueueIsFreedWithItsSocket) {
+  enum End { kTimeOut, kPeerDies, kClosed };
   const struct {
     const char* what;
-    bool peerDies;  // else the socket is closed while its thread waits
-  } cases[] = {{"the peer dies", true}, {"the socket is closed", false}};
+    End end;
+  } cases[] = {{"the send time-out passes", kTimeOut},
+               {"the peer dies", kPeerDies},
+               {"the socket is closed", kClosed}};
   for (const auto& c : cases) {
-    IPC_Target stalled = spawn({"stall", ""});
-    ASSERT_FALSE(stalled.isNull()) << c.what;
+    SCOPED_TRACE(c.what);
+    setSendTimeout({c.end == kTimeOut ? 1 : 180, 0});
+    IPC_Target stalled = spawn({"stall", ""});  // the newest child
+    ASSERT_FALSE(stalled.isNull());
     long number = 0;
-    EXPECT_TRUE(sendNumbered(stalled, number, 20, 1 << 16)) << c.what;
-    EXPECT_EQ(1, sendThreads()) << c.what;
+    EXPECT_TRUE(sendNumbered(stalled, number, 1, 100));
+    EXPECT_FALSE(socketTo(stalled)->hasRunningThread());
+    EXPECT_TRUE(sendNumbered(stalled, number, 20, 1 << 16));
+    EXPECT_EQ(1, sendThreads());
+    EXPECT_TRUE(roundTrip(echo, number));  // while the queue waits
     StderrCapture err;
-    if (c.peerDies) {
+    if (c.end == kTimeOut) {
+      EXPECT_TRUE(sendThreadsEnd());
+      EXPECT_TRUE(socketTo(stalled)->isClosed());
+      EXPECT_FALSE(sendNumbered(stalled, number, 1));
+    } else if (c.end == kPeerDies) {
       killNewest();
       for (int i = 0; i < 50 && socketTo(stalled); ++i) waitForMessage(1);
     } else {
       connection()->removeSocket(socketTo(stalled), true);
     }
-    EXPECT_EQ(nullptr, socketTo(stalled)) << c.what;
-    EXPECT_TRUE(sendThreadsEnd()) << c.what;
-    EXPECT_NE(std::string::npos, err.text().find(" messages were never sent."))
-        << c.what << ": " << err.text();
+    EXPECT_EQ(nullptr, socketTo(stalled));
+    EXPECT_TRUE(sendThreadsEnd());
+    EXPECT_TRUE(std::regex_search(
+        err.text(),
+        std::regex("PROBLEM: [1-9][0-9]* messages were never sent.\n")))
+        << err.text();
     ThreadStatRec figures = figuresOf(stalled);
-    EXPECT_EQ(0, figures.numPending) << c.what;
-    EXPECT_EQ(0, figures.bytesPending) << c.what;
-    EXPECT_GT(figures.bytesFailed, 0) << c.what;
+    EXPECT_EQ(0, figures.numPending);
+    EXPECT_EQ(0, figures.bytesPending);
+    EXPECT_GT(figures.bytesFailed, 0);
+    EXPECT_TRUE(roundTrip(echo, -number));
   }
+  setSendTimeout({180, 0});
 }
 
 }  // namespace
