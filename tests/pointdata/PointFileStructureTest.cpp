@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "../foundation/SearchEnvironment.h"
 #include "LogStream.h"
@@ -46,14 +47,20 @@ class PointFileStructureTest : public ::testing::Test {
   PointFileStructure* read(const TemplateForm& form) {
     return read(templateCdl(form));
   }
-  int varId(const std::string& path, const char* name) {
-    OpenFile file(path);
+  // The id of a variable of the last file read.
+  int varId(const char* name) {
+    OpenFile file(dir.file("f" + std::to_string(files) + ".nc"));
     int id = -1;
     nc_inq_varid(file.id(), name, &id);
     return id;
   }
-  std::string lastPath() {
-    return dir.file("f" + std::to_string(files) + ".nc");
+  // The entry of a variable in a structure; nothing if it has none.
+  static std::vector<int> entry(PointFileStructure* s, const char* name) {
+    SeqOf<int> found;
+    std::vector<int> out;
+    if (s->variables.lookup(name, &found))
+      for (int i = 0; i < found.length(); ++i) out.push_back(found.at(i));
+    return out;
   }
 
   TempDir dir;
@@ -72,38 +79,31 @@ TEST_F(PointFileStructureTest, StationTemplateIsReadSilently) {
   ASSERT_NE(nullptr, s);
   EXPECT_EQ("", err.text()) << "optional items are read without a word";
   EXPECT_EQ(TextString("20240601"), s->cdlDate);
-  EXPECT_EQ(50, s->maxStaticIds);
-  EXPECT_EQ(10, s->totalIdLen);
-  EXPECT_EQ(4, s->nBins);
+  EXPECT_EQ(std::vector<long>({50, 10, 4, 3600, 900, 0, 3599, 2, 3600}),
+            std::vector<long>({s->maxStaticIds, s->totalIdLen, s->nBins,
+                               s->filePeriod, s->binPeriod, s->fileStartOffset,
+                               s->fileEndOffset, s->maxOpen,
+                               store->fileStep()}));
   EXPECT_FALSE(s->latLonIndexed || s->recordForecasts || s->inventoryIsChar);
   EXPECT_TRUE(s->cacheMetadata);
-  EXPECT_EQ(3600, s->filePeriod);
-  EXPECT_EQ(900, s->binPeriod);
-  EXPECT_EQ(0, s->fileStartOffset);
-  EXPECT_EQ(3599, s->fileEndOffset);
-  EXPECT_EQ(varId(lastPath(), "stationId"), s->idVars.at(0));
-  EXPECT_EQ(8, s->idVarLens.at(0));
-  EXPECT_EQ(varId(lastPath(), "timeObs"), s->timeVars.at(0));
-  EXPECT_EQ(varId(lastPath(), "longitude"), s->lonVar);
-  EXPECT_EQ(varId(lastPath(), "prevRecord"), s->prevRecordVar);
-  EXPECT_EQ(-1, s->invTimeVar);
-  EXPECT_EQ(-1, s->forecastDim);
-  EXPECT_EQ(2, s->maxOpen);
-  EXPECT_EQ(3600, store->fileStep());
-
-  SeqOf<int> entry;
-  ASSERT_TRUE(s->variables.lookup("stationId", &entry));
-  EXPECT_EQ(8, entry.at(1));
-  EXPECT_EQ(NC_CHAR, entry.at(2));
-  ASSERT_TRUE(s->variables.lookup("temperature", &entry));
-  EXPECT_EQ(2, entry.length());
-  ASSERT_TRUE(s->variables.lookup("version", &entry));
-  EXPECT_EQ(0, entry.at(1)) << "a scalar";
-  ASSERT_TRUE(s->variables.lookup("byForecast", &entry));
-  EXPECT_EQ(3, entry.at(1)) << "fcst isn't the forecast dimension here";
-  EXPECT_FALSE(s->variables.lookup("table")) << "not a record variable";
-  for (const char* index : {"staticIds", "prevRecord", "globalInventory"})
-    EXPECT_FALSE(s->variables.lookup(index)) << index;
+  EXPECT_EQ(std::vector<int>({varId("stationId"), 8, varId("timeObs"),
+                              varId("longitude"), varId("prevRecord"), -1,
+                              -1}),
+            std::vector<int>({s->idVars.at(0), s->idVarLens.at(0),
+                              s->timeVars.at(0), s->lonVar, s->prevRecordVar,
+                              s->invTimeVar, s->forecastDim}));
+  EXPECT_EQ(std::vector<int>({varId("stationId"), 8, NC_CHAR}),
+            entry(s, "stationId"));
+  EXPECT_EQ(std::vector<int>({varId("temperature"), NC_FLOAT}),
+            entry(s, "temperature"));
+  EXPECT_EQ(std::vector<int>({varId("version"), 0, NC_INT}),
+            entry(s, "version")) << "a scalar";
+  EXPECT_EQ(std::vector<int>({varId("byForecast"), 3, NC_FLOAT}),
+            entry(s, "byForecast")) << "fcst isn't the forecast dimension";
+  // Neither a variable that isn't a record's nor an index variable.
+  for (const char* name :
+       {"table", "staticIds", "prevRecord", "globalInventory"})
+    EXPECT_TRUE(entry(s, name).empty()) << name;
 }
 
 TEST_F(PointFileStructureTest, FilesOfOneVersionShareTheStructure) {
@@ -118,11 +118,9 @@ TEST_F(PointFileStructureTest, FilesOfOneVersionShareTheStructure) {
   EXPECT_EQ(first, read(templateCdl(form), &info, true, false, false));
   EXPECT_EQ(1, store->structureCount());
   EXPECT_EQ(first, info.structure);
-  EXPECT_EQ(1, info.level);
-  EXPECT_EQ(2, info.nRecords);
-  EXPECT_EQ(2, info.nStaticIds);
-  EXPECT_EQ(12, info.globalInventory);
-  EXPECT_EQ(-1, info.firstOverflow);
+  EXPECT_EQ(std::vector<long>({1, 2, 2, 12, -1}),
+            std::vector<long>({info.level, info.nRecords, info.nStaticIds,
+                               info.globalInventory, info.firstOverflow}));
   EXPECT_EQ(nullptr, info.firstInBin) << "only level 1 is read";
 
   form.cdlDate = "";
@@ -133,146 +131,135 @@ TEST_F(PointFileStructureTest, FilesOfOneVersionShareTheStructure) {
   EXPECT_EQ(TextString(""), unnamed->cdlDate);
 }
 
-struct RuleCase {
-  const char* name;
-  std::function<void(TemplateForm&)> change;
-  const char* text;
-};
-
 TEST_F(PointFileStructureTest, EachRuleFailsWithItsWords) {
-  const RuleCase cases[] = {
+  using Form = TemplateForm;
+  const struct {
+    const char* name;
+    std::function<void(Form&)> change;
+    const char* text;
+  } cases[] = {
       {"no table, no positions",
-       [](TemplateForm& t) {
-         t.maxStaticIds = 0;
-         t.positions = false;
-       },
-       "PROBLEM: Missing maxStaticIds dimension incompatible  with no lat/lon "
-       "data\n"},
-      {"table without totalIdLen", [](TemplateForm& t) { t.totalIdLen = 0; },
-       "PROBLEM: Could not get size for totalIdLen\n"},
-      {"table without bins", [](TemplateForm& t) { t.nBins = 0; },
-       "PROBLEM: Could not get size for nInventoryBins\n"},
+       [](Form& t) { t.maxStaticIds = 0; t.positions = false; },
+       "Missing maxStaticIds dimension incompatible  with no lat/lon data"},
+      {"table without totalIdLen", [](Form& t) { t.totalIdLen = 0; },
+       "Could not get size for totalIdLen"},
+      {"table without bins", [](Form& t) { t.nBins = 0; },
+       "Could not get size for nInventoryBins"},
       {"short lat/lon ids",
-       [](TemplateForm& t) {
-         t.idVariables = "latitude,longitude";
-         t.totalIdLen = 6;
-       },
-       "PROBLEM: totalIdLen dimension must be at least 7 for lat/lon ids\n"},
-      {"ids without text",
-       [](TemplateForm& t) { t.idVariables = "temperature"; },
-       "PROBLEM: No useable variables in idVariables attribute\n"},
-      {"ids longer than the table's", [](TemplateForm& t) { t.totalIdLen = 6; },
-       "PROBLEM: totalIdLen dimension too small for id data\n"},
+       [](Form& t) { t.idVariables = "latitude,longitude"; t.totalIdLen = 6; },
+       "totalIdLen dimension must be at least 7 for lat/lon ids"},
+      {"ids without text", [](Form& t) { t.idVariables = "temperature"; },
+       "No useable variables in idVariables attribute"},
+      {"ids longer than the table's", [](Form& t) { t.totalIdLen = 6; },
+       "totalIdLen dimension too small for id data"},
       {"unknown id variable",
-       [](TemplateForm& t) { t.idVariables = "stationId,bogus"; },
-       "PROBLEM: Variable bogus listed in idVariables not found.\n"},
+       [](Form& t) { t.idVariables = "stationId,bogus"; },
+       "Variable bogus listed in idVariables not found."},
       {"id variable off the record",
-       [](TemplateForm& t) { t.idVariables = "staticIds"; },
-       "PROBLEM: Variable staticIds listed in idVariables not sutable for "
-       "time/id.\n"},
+       [](Form& t) { t.idVariables = "staticIds"; },
+       "Variable staticIds listed in idVariables not sutable for time/id."},
       {"id variables of two kinds",
-       [](TemplateForm& t) { t.idVariables = "stationId,temperature"; },
-       "PROBLEM: Variable temperature listed in idVariables not compatible "
-       "with others.\n"},
+       [](Form& t) { t.idVariables = "stationId,temperature"; },
+       "Variable temperature listed in idVariables not compatible with "
+       "others."},
       {"eleven id variables",
-       [](TemplateForm& t) {
-         t.idVariables = "stationId";
+       [](Form& t) {
          for (int i = 0; i < 10; ++i) t.idVariables += ",stationId";
        },
-       "PROBLEM: Too many variables listed in  idVariables\n"},
-      {"empty id list", [](TemplateForm& t) { t.idVariables = " "; },
-       "PROBLEM: Attribute name is empty:  idVariables\n"},
-      {"no id list", [](TemplateForm& t) { t.idVariables = ""; },
-       "PROBLEM: Bad inquiry about idVariables attribute\n"},
+       "Too many variables listed in  idVariables"},
+      {"empty id list", [](Form& t) { t.idVariables = " "; },
+       "Attribute name is empty:  idVariables"},
+      {"no id list", [](Form& t) { t.idVariables = ""; },
+       "Bad inquiry about idVariables attribute"},
       {"double positions as ids",
-       [](TemplateForm& t) {
+       [](Form& t) {
          t.positions = false;
-         t.variables =
-             "  double latitude(recNum) ;\n  double longitude(recNum) ;\n";
          t.idVariables = "latitude,longitude";
+         t.variables = "  double latitude(recNum) ;\n"
+                       "  double longitude(recNum) ;\n";
        },
-       "PROBLEM: latitude,longitude variables must have one dimension and be "
-       "float\n"},
+       "latitude,longitude variables must have one dimension and be float"},
       {"two candidate times",
-       [](TemplateForm& t) {
+       [](Form& t) {
          t.timeVariables = "";
          t.variables = "  double validTime(recNum) ;\n";
        },
-       "PROBLEM: No time variables identified\n"},
+       "No time variables identified"},
       {"time of two dimensions",
-       [](TemplateForm& t) { t.timeVariables = "stationId"; },
-       "PROBLEM: Time variables should have only record dimension\n"},
+       [](Form& t) { t.timeVariables = "stationId"; },
+       "Time variables should have only record dimension"},
       {"record forecasts with one time",
-       [](TemplateForm& t) { t.globals = "  :have_forecasts = \"true\" ;\n"; },
-       "PROBLEM: File with record based forecast times must have at least two "
-       "time variables, for the reference and valid times, respectively\n"},
+       [](Form& t) { t.globals = "  :have_forecasts = \"true\" ;\n"; },
+       "File with record based forecast times must have at least two time "
+       "variables, for the reference and valid times, respectively"},
       {"forecast list too short",
-       [](TemplateForm& t) {
+       [](Form& t) {
          t.dimensions = "  fcst = 3 ;\n";
-         t.globals =
-             "  :have_forecasts = \"fcst\" ;\n  :forecast_list = \"0,3600\" "
-             ";\n";
+         t.globals = "  :have_forecasts = \"fcst\" ;\n"
+                     "  :forecast_list = \"0,3600\" ;\n";
        },
-       "PROBLEM: If have_forecasts names a dimension then the forecast_list "
-       "attribute must contain that many comma delimited integers that are "
-       "forecast times represented by that dimension\n"},
+       "If have_forecasts names a dimension then the forecast_list attribute "
+       "must contain that many comma delimited integers that are forecast "
+       "times represented by that dimension"},
       {"times and table without prevRecord",
-       [](TemplateForm& t) { t.omit = {"prevRecord"}; },
-       "PROBLEM: If there are static tables and time varying data, the "
-       "prevRecord variable must exist\n"},
-      {"period of 59", [](TemplateForm& t) { t.filePeriod = "59"; },
-       "PROBLEM: File period of 59 is out of range\n"},
-      {"period of 86401", [](TemplateForm& t) { t.filePeriod = "86401"; },
-       "PROBLEM: File period of 86401 is out of range\n"},
-      {"end at the period", [](TemplateForm& t) { t.fileEndOffset = "3600"; },
-       "PROBLEM: File end offset of 3600 is out of range\n"},
-      {"end before the start", [](TemplateForm& t) { t.fileEndOffset = "-1"; },
-       "PROBLEM: File end offset of -1 is out of range\n"},
-      {"no period", [](TemplateForm& t) { t.filePeriod = ""; },
-       "PROBLEM: Could not get value for filePeriod\n"},
-      {"no end offset", [](TemplateForm& t) { t.fileEndOffset = ""; },
-       "PROBLEM: Could not get value for fileEndOffset\n"},
+       [](Form& t) { t.omit = {"prevRecord"}; },
+       "If there are static tables and time varying data, the prevRecord "
+       "variable must exist"},
+      {"period of 59", [](Form& t) { t.filePeriod = "59"; },
+       "File period of 59 is out of range"},
+      {"period of 86401", [](Form& t) { t.filePeriod = "86401"; },
+       "File period of 86401 is out of range"},
+      {"end at the period", [](Form& t) { t.fileEndOffset = "3600"; },
+       "File end offset of 3600 is out of range"},
+      {"end before the start", [](Form& t) { t.fileEndOffset = "-1"; },
+       "File end offset of -1 is out of range"},
+      {"no period", [](Form& t) { t.filePeriod = ""; },
+       "Could not get value for filePeriod"},
+      {"no end offset", [](Form& t) { t.fileEndOffset = ""; },
+       "Could not get value for fileEndOffset"},
       {"end offset without times",
-       [](TemplateForm& t) {
-         t.maxStaticIds = 0;
-         t.totalIdLen = 0;
-         t.nBins = 0;
-         t.idVariables = "";
-         t.timeVariables = "";
-         t.filePeriod = "";
+       [](Form& t) {
+         t.maxStaticIds = t.totalIdLen = t.nBins = 0;
          t.omit = {"timeObs"};
+         t.idVariables = t.timeVariables = t.filePeriod = "";
        },
-       "PROBLEM: Having no time variable inconsistent with defining the file "
-       "end offset\n"},
+       "Having no time variable inconsistent with defining the file end "
+       "offset"},
       {"two times without invTime",
-       [](TemplateForm& t) {
+       [](Form& t) {
          t.timeVariables = "timeObs,validTime";
          t.variables = "  double validTime(recNum) ;\n";
        },
-       "PROBLEM: Could not get variable id for invTime\n"},
-      {"no staticIds", [](TemplateForm& t) { t.omit = {"staticIds"}; },
-       "PROBLEM: Could not get variable id for staticIds\n"},
-      {"no firstInBin", [](TemplateForm& t) { t.omit = {"firstInBin"}; },
-       "PROBLEM: Could not get variable id for firstInBin\n"},
+       "Could not get variable id for invTime"},
+      {"no staticIds", [](Form& t) { t.omit = {"staticIds"}; },
+       "Could not get variable id for staticIds"},
+      {"no firstInBin", [](Form& t) { t.omit = {"firstInBin"}; },
+       "Could not get variable id for firstInBin"},
       {"float inventory",
-       [](TemplateForm& t) {
+       [](Form& t) {
          t.omit = {"globalInventory"};
          t.variables = "  float globalInventory ;\n";
        },
-       "PROBLEM: Bad variable characteristics for variable globalInventory\n"},
-      {"33 bits", [](TemplateForm& t) { t.nBins = 33; },
-       "PROBLEM: Inventory variables need to be chars when the number of bins "
-       "is more than 32\n"},
+       "Bad variable characteristics for variable globalInventory"},
+      {"33 bits", [](Form& t) { t.nBins = 33; },
+       "Inventory variables need to be chars when the number of bins is more "
+       "than 32"},
   };
-  for (const RuleCase& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     TemplateForm form;
     c.change(form);
     StderrCapture err;
     EXPECT_EQ(nullptr, read(form));
-    EXPECT_NE(std::string::npos, err.text().find(c.text)) << err.text();
+    EXPECT_NE(std::string::npos,
+              err.text().find(std::string("PROBLEM: ") + c.text + "\n"))
+        << err.text();
     EXPECT_EQ(0, store->structureCount());
   }
+  StderrCapture err;
+  EXPECT_EQ(nullptr, read("netcdf t {\ndimensions:\n  n = 3 ;\nvariables:\n"
+                          "  float latitude(n) ;\n  :cdlDate = \"1\" ;\n}\n"));
+  EXPECT_EQ("PROBLEM: Could not get id of record dimension\n", err.text());
 }
 
 TEST_F(PointFileStructureTest, ReadersOfListsAndValues) {
@@ -322,18 +309,9 @@ TEST_F(PointFileStructureTest, ReadersOfListsAndValues) {
       err.text());
 }
 
-TEST_F(PointFileStructureTest, FileWithoutRecordDimensionFails) {
-  StderrCapture err;
-  EXPECT_EQ(nullptr, read("netcdf t {\ndimensions:\n  n = 3 ;\nvariables:\n"
-                          "  float latitude(n) ;\n  :cdlDate = \"1\" ;\n}\n"));
-  EXPECT_EQ("PROBLEM: Could not get id of record dimension\n", err.text());
-}
-
 TEST_F(PointFileStructureTest, PositionFilesWithAndWithoutIds) {
   TemplateForm plain;
-  plain.maxStaticIds = 0;
-  plain.totalIdLen = 0;
-  plain.nBins = 0;
+  plain.maxStaticIds = plain.totalIdLen = plain.nBins = 0;
   plain.idVariables = "";
   plain.omit = {"stationId"};
   StderrCapture err;
@@ -351,8 +329,7 @@ TEST_F(PointFileStructureTest, PositionFilesWithAndWithoutIds) {
   plain.globals = "  :prevRecord = \"none\" ;\n";
   plain.idVariables = "latitude,longitude";
   plain.totalIdLen = 13;
-  s = read(plain);
-  ASSERT_NE(nullptr, s);
+  ASSERT_NE(nullptr, s = read(plain));
   EXPECT_TRUE(s->latLonIndexed);
   EXPECT_EQ(13, s->totalIdLen);
   EXPECT_EQ(PointFileStructure::kNoRecordChain, s->prevRecordVar);
@@ -360,8 +337,7 @@ TEST_F(PointFileStructureTest, PositionFilesWithAndWithoutIds) {
   TemplateForm table;
   table.idVariables = "latitude,longitude";
   table.totalIdLen = 7;
-  s = read(table);
-  ASSERT_NE(nullptr, s);
+  ASSERT_NE(nullptr, s = read(table));
   EXPECT_TRUE(s->latLonIndexed);
   EXPECT_EQ(7, s->totalIdLen);
   EXPECT_EQ(2, s->idVars.length()) << "the position is the id";
@@ -372,16 +348,10 @@ TEST_F(PointFileStructureTest, PositionFilesWithAndWithoutIds) {
   named.positions = false;
   named.variables = "  float lat(recNum) ;\n  float lon(recNum) ;\n";
   named.globals = "  :latLonVars = \"lat, lon\" ;\n";
-  s = read(named);
-  ASSERT_NE(nullptr, s);
+  ASSERT_NE(nullptr, s = read(named));
   EXPECT_EQ(TextString("lat,lon"), store->latLonVarText());
-  SeqOf<int> alias;
-  ASSERT_TRUE(s->variables.lookup("latitude", &alias));
-  ASSERT_EQ(2, alias.length());
-  EXPECT_EQ(s->latVar, alias.at(0));
-  EXPECT_EQ(NC_FLOAT, alias.at(1));
-  ASSERT_TRUE(s->variables.lookup("longitude", &alias));
-  EXPECT_EQ(s->lonVar, alias.at(0));
+  EXPECT_EQ(std::vector<int>({s->latVar, NC_FLOAT}), entry(s, "latitude"));
+  EXPECT_EQ(s->lonVar, entry(s, "longitude").at(0));
 }
 
 TEST_F(PointFileStructureTest, TimesAndForecasts) {
@@ -398,8 +368,7 @@ TEST_F(PointFileStructureTest, TimesAndForecasts) {
   none.idVariables = none.timeVariables = none.fileEndOffset = "";
   none.omit = {"timeObs"};
   StderrCapture noTime;
-  s = read(none);
-  ASSERT_NE(nullptr, s);
+  ASSERT_NE(nullptr, s = read(none));
   EXPECT_NE(std::string::npos,
             noTime.text().find("EVENT: No time variables found, will just use "
                                "file time stamp for time of data\n"));
@@ -416,18 +385,15 @@ TEST_F(PointFileStructureTest, TimesAndForecasts) {
   along.globals =
       "  :have_forecasts = \"fcst\" ;\n"
       "  :forecast_list = \"0, 3600,7200,x,9\" ;\n";
-  s = read(along);
-  ASSERT_NE(nullptr, s);
+  ASSERT_NE(nullptr, s = read(along));
   EXPECT_TRUE(store->haveForecasts());
   EXPECT_EQ(5, s->forecastDim) << "the sixth dimension";
   ASSERT_EQ(3, s->forecastList.length()) << "the list ends at a bad entry";
   EXPECT_EQ(7200, s->forecastList.at(2));
-  SeqOf<int> entry;
-  ASSERT_TRUE(s->variables.lookup("byForecast", &entry));
-  EXPECT_EQ(PointFileStructure::kForecastDimension, entry.at(1));
+  EXPECT_EQ(PointFileStructure::kForecastDimension,
+            entry(s, "byForecast").at(1));
   along.globals = "  :have_forecasts = \"nonesuch\" ;\n";
-  s = read(along);
-  ASSERT_NE(nullptr, s);
+  ASSERT_NE(nullptr, s = read(along));
   EXPECT_FALSE(store->haveForecasts()) << "no such dimension: ignored";
 
   TemplateForm runs;
@@ -438,8 +404,7 @@ TEST_F(PointFileStructureTest, TimesAndForecasts) {
       "  int invTime(recNum) ;\n";
   runs.globals = "  :have_forecasts = \"true\" ;\n";
   runs.filePeriod = runs.fileEndOffset = "216000";
-  s = read(runs);
-  ASSERT_NE(nullptr, s);
+  ASSERT_NE(nullptr, s = read(runs));
   EXPECT_TRUE(s->recordForecasts && store->haveForecasts());
   EXPECT_GE(s->invTimeVar, 0);
   EXPECT_EQ(10800, s->binPeriod) << "the forecast hours are the bins";
@@ -450,6 +415,25 @@ TEST_F(PointFileStructureTest, TimesAndForecasts) {
   StderrCapture err;
   EXPECT_EQ(nullptr, read(runs));
   EXPECT_EQ("PROBLEM: File end offset of 215999 is out of range\n", err.text());
+
+  // A static file: neither times nor forecasts mean anything.
+  form = TemplateForm();
+  form.globals = "  :have_forecasts = \"true\" ;\n";
+  StderrCapture events;
+  ASSERT_NE(nullptr, s = read(templateCdl(form), nullptr, false, true));
+  std::string text = events.text();
+  EXPECT_NE(
+      std::string::npos,
+      text.find("EVENT: Static data with time variables not meaningful\n"));
+  EXPECT_NE(
+      std::string::npos,
+      text.find("EVENT: Static data with forecast time not meaningful\n"));
+  EXPECT_EQ(0, s->timeVars.length());
+  EXPECT_EQ(PointFileStructure::kNoRecordChain, s->prevRecordVar);
+  EXPECT_EQ(1, s->nBins);
+  EXPECT_EQ(-30, s->fileStartOffset);
+  EXPECT_EQ(30, s->fileEndOffset);
+  EXPECT_FALSE(store->haveForecasts());
 }
 
 TEST_F(PointFileStructureTest, PeriodsOffsetsAndLimits) {
@@ -487,8 +471,7 @@ TEST_F(PointFileStructureTest, PeriodsOffsetsAndLimits) {
     form.globals = std::string("  :max_open = ") + limit.first +
                    " ;\n  :log_rewrites = \"true\" ;\n"
                    "  :cache_metadata = \"false\" ;\n";
-    s = read(form);
-    ASSERT_NE(nullptr, s);
+    ASSERT_NE(nullptr, s = read(form));
     EXPECT_EQ(limit.second, s->maxOpen);
     EXPECT_TRUE(s->logRewrites);
     EXPECT_FALSE(s->cacheMetadata);
@@ -504,9 +487,8 @@ TEST_F(PointFileStructureTest, OverridesReplaceWhatTheFileSays) {
   PointFileStructure* s = read(form);
   ASSERT_NE(nullptr, s);
   EXPECT_EQ(4, store->overrides().length());
-  EXPECT_EQ(20, s->maxStaticIds);
-  EXPECT_EQ(1800, s->filePeriod);
-  EXPECT_EQ(450, s->binPeriod);
+  EXPECT_EQ(std::vector<long>({20, 1800, 450}),
+            std::vector<long>({s->maxStaticIds, s->filePeriod, s->binPeriod}));
   EXPECT_EQ(5, s->maxOpen) << "an override that doesn't parse: the file's";
 
   writeFile(dir.file("template.override"), "nInventoryBins four\n");
@@ -545,32 +527,11 @@ TEST_F(PointFileStructureTest, ReadersAndStaticFilesFindTheirOverrides) {
   EXPECT_TRUE(single.overrides().lookup("totalIdLen"));
 }
 
-TEST_F(PointFileStructureTest, StaticFileIgnoresTimes) {
-  TemplateForm form;
-  form.globals = "  :have_forecasts = \"true\" ;\n";
-  StderrCapture err;
-  PointFileStructure* s = read(templateCdl(form), nullptr, false, true);
-  ASSERT_NE(nullptr, s);
-  std::string text = err.text();
-  EXPECT_NE(
-      std::string::npos,
-      text.find("EVENT: Static data with time variables not meaningful\n"));
-  EXPECT_NE(
-      std::string::npos,
-      text.find("EVENT: Static data with forecast time not meaningful\n"));
-  EXPECT_EQ(0, s->timeVars.length());
-  EXPECT_EQ(PointFileStructure::kNoRecordChain, s->prevRecordVar);
-  EXPECT_EQ(1, s->nBins);
-  EXPECT_EQ(-30, s->fileStartOffset);
-  EXPECT_EQ(30, s->fileEndOffset);
-  EXPECT_FALSE(store->haveForecasts());
-}
-
+// Each level is raised past those that have nothing to load.
 TEST_F(PointFileStructureTest, LevelsWithNothingToLoadAreSkipped) {
   PointFileStructure s;
   s.nBins = 1;
-  s.maxStaticIds = 0;
-  s.totalIdLen = 0;
+  s.maxStaticIds = s.totalIdLen = 0;
   EXPECT_EQ(5, s.levelReached(1));
   EXPECT_EQ(0, s.levelReached(0));
   s.nBins = 4;

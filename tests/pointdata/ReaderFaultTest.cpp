@@ -42,27 +42,6 @@ TEST_F(ReaderFaultTest, AnEmptyDirectoryOrAMissingStaticFile) {
             err.text());
 }
 
-// The oldest file goes while the reader's picture still holds it: the
-// inventory notes the failure, renews the picture and answers as if the
-// file had never been there.
-TEST_F(ReaderFaultTest, AFilePurgedDuringAnInventory) {
-  makeWriter();
-  for (long hour = 0; hour < 3; ++hour) put("KDEN", kNoon + hour * kHour + 60);
-  NetcdfPointData reader(dir.path().c_str(), false, false);
-  SeqOf<DataTime> bins;
-  ASSERT_TRUE(reader.inventory(bins, 0));  // level 1 of every file
-  ASSERT_EQ(0, unlink(fileOf(kNoon).c_str()));
-  StderrCapture err;
-  EXPECT_EQ(std::vector<long>({kNoon + kHour + 60, kNoon + 2 * kHour + 60}),
-            exactTimes(reader));
-  EXPECT_EQ("PROBLEM: Could not stat netcdf file:" + fileOf(kNoon) +
-                "\nPROBLEM: File access error noted for " + fileOf(kNoon) +
-                "\nEVENT: File open failed because of normal purge operation " +
-                dir.path() + "\n",
-            err.text());
-  EXPECT_EQ(2, reader.fileTimes().length());
-}
-
 // An override that sizes the table of ids beyond what the file holds
 // fails the file's reads, and no table of that size is made first. The
 // file is the newest: each pass waits a second for it, then gives up.
@@ -82,153 +61,141 @@ TEST_F(ReaderFaultTest, AnOverrideBeyondTheFilesTablesFailsItsReads) {
   EXPECT_GT(64 * 1024, after.ru_maxrss - before.ru_maxrss) << "kilobytes";
 }
 
-// A file replaced under its name (as a copy that lands by rename) while
-// the reader doesn't hold it is read anew at the next look: its records
-// are the new file's.
-TEST_F(ReaderFaultTest, AReplacedFileIsReadAgain) {
-  makeWriter();
-  put("KDEN", kNoon + 100);
-  put("KBOU", kNoon + 200);
-  put("KDEN", kNoon + kHour + 100);
-  NetcdfPointData reader(dir.path().c_str(), false, false);
-  SeqOf<DataTime> bins;
-  ASSERT_TRUE(reader.inventory(bins, 0));  // the older file is let go
-  EXPECT_EQ(std::vector<long>({kNoon, kNoon + kHour}), validTimes(bins));
-  TempDir other;
-  copyFile(dir.file("template"), other.file("template"));
-  putIn(other, "KAPA", kNoon + 300);
-  ASSERT_EQ(0, rename(fileOf(kNoon, &other).c_str(), fileOf(kNoon).c_str()));
-  reader.noteNewDataTime(DataTime(AbsTime(kNoon + 300)));
-  EXPECT_EQ(std::vector<long>({kNoon + 300, kNoon + kHour + 100}),
-            exactTimes(reader));
-}
-
-TEST_F(ReaderFaultTest, FilesOfAnOlderTemplateAreReadByTheirOwnIndex) {
-  TempDir old;
-  {
-    TemplateForm form;
-    form.cdlDate = "20200101";
-    form.nBins = 2;
-    form.maxStaticIds = 5;
-    ASSERT_FALSE(makeNetcdf(old, "template", templateCdl(form)).empty());
-    putIn(old, "KDEN", kNoon - kHour + 2000);
-  }
-  makeWriter();
-  put("KDEN", kNoon + 100);
-  copyFile(fileOf(kNoon - kHour, &old), fileOf(kNoon - kHour));
-  NetcdfPointData reader(dir.path().c_str(), false, false);
-  EXPECT_EQ(std::vector<long>({kNoon - kHour + 2000, kNoon + 100}),
-            exactTimes(reader, "KDEN"));
-  SeqOf<DataTime> bins;
-  ASSERT_TRUE(reader.idInventory("KDEN", bins, 0));
-  // The old file's second bin of 1800 seconds has its middle at 45 past,
-  // rounded by the template's bin of 900.
-  EXPECT_EQ(std::vector<long>({kNoon - 900, kNoon}), validTimes(bins));
-  EXPECT_EQ(2, reader.structureCount());
-}
-
 // A reader reads the files between the oldest and the newest at their
-// first use. One of an older template whose period reaches past the
-// newest file's answers by its own coverage, even for a range that the
-// newest file's end alone would call empty.
-TEST_F(ReaderFaultTest, AFileBetweenTheEndsIsReadByItsOwnTemplateAtItsFirstUse) {
-  TempDir old;
-  {
-    TemplateForm form;
-    form.cdlDate = "20200101";
-    form.filePeriod = "10800";
-    form.fileEndOffset = "10799";
-    ASSERT_FALSE(makeNetcdf(old, "template", templateCdl(form)).empty());
-    putIn(old, "KDEN", kNoon + 3 * kHour + 600);
-  }
+// first use, each by its own template: one of an older template whose
+// period reaches past the newest file's answers by its own coverage, even
+// for a range that the newest file's end alone would call empty. The
+// oldest file, of two bins, has its second bin of 1800 seconds at 45 past,
+// rounded by the template's bin of 900.
+TEST_F(ReaderFaultTest, FilesOfOlderTemplatesAreReadByTheirOwnAtFirstUse) {
+  TempDir twoBins, threeHours;
+  TemplateForm form;
+  form.cdlDate = "20200101";
+  form.nBins = 2;
+  form.maxStaticIds = 5;
+  ASSERT_FALSE(makeNetcdf(twoBins, "template", templateCdl(form)).empty());
+  putIn(twoBins, "KDEN", kNoon - kHour + 2000);
+  form = TemplateForm();
+  form.cdlDate = "20200102";
+  form.filePeriod = "10800";
+  form.fileEndOffset = "10799";
+  ASSERT_FALSE(makeNetcdf(threeHours, "template", templateCdl(form)).empty());
+  putIn(threeHours, "KDEN", kNoon + 3 * kHour + 600);
   makeWriter();
   put("KDEN", kNoon + 100);
   put("KDEN", kNoon + 2 * kHour + 100);
+  copyFile(fileOf(kNoon - kHour, &twoBins), fileOf(kNoon - kHour));
   // Under the name of the hour between: it covers three hours from there.
-  copyFile(fileOf(kNoon + 3 * kHour, &old), fileOf(kNoon + kHour));
+  copyFile(fileOf(kNoon + 3 * kHour, &threeHours), fileOf(kNoon + kHour));
   NetcdfPointData reader(dir.path().c_str(), false, false);
-  EXPECT_EQ(1, reader.structureCount());
-  TimeRange late(AbsTime(kNoon + 3 * kHour + 1), AbsTime(kNoon + 3 * kHour + 3000));
+  EXPECT_EQ(2, reader.structureCount());
+  TimeRange late(AbsTime(kNoon + 3 * kHour + 1),
+                 AbsTime(kNoon + 3 * kHour + 3000));
   SeqOf<DataTime> times;
   ASSERT_TRUE(reader.idInventory("KDEN", late, times, -1));
   EXPECT_EQ(std::vector<long>({kNoon + 3 * kHour + 600}), validTimes(times));
-  EXPECT_EQ(2, reader.structureCount());
+  EXPECT_EQ(3, reader.structureCount());
   EXPECT_EQ(AbsTime(kNoon + 4 * kHour - 1),
             reader.fileInfoAt(AbsTime(kNoon + kHour))->validEnd);
+  EXPECT_EQ(std::vector<long>({kNoon - kHour + 2000, kNoon + 100,
+                               kNoon + 2 * kHour + 100, kNoon + 3 * kHour + 600}),
+            exactTimes(reader, "KDEN"));
+  // The file between has one bin of 2700 seconds: its middle rounds to 900.
+  ASSERT_TRUE(reader.idInventory("KDEN", times, 0));
+  EXPECT_EQ(std::vector<long>({kNoon - 900, kNoon, kNoon + kHour + 900,
+                               kNoon + 2 * kHour}),
+            validTimes(times));
 }
 
-// A file between the ends that isn't a point file is found at the first
-// question that reaches it: it leaves the picture as a scan would have
-// left it, and the answer is that of the other files.
-TEST_F(ReaderFaultTest, ABadFileBetweenTheEndsLeavesAtItsFirstUse) {
+// KDEN at a minute past each of three hours. A file cut to nothing or
+// inside its header is held out: the oldest at the reader's scan, one
+// between the ends at the first question that reaches it, which leaves the
+// picture as a scan would have left it. An hour without a file answers
+// nothing; a file purged or replaced under a reader's picture is noticed
+// at its next question. Each time the other files answer.
+TEST_F(ReaderFaultTest, EachFaultOfAFileLeavesTheOthersToAnswer) {
   makeWriter();
   for (long hour = 0; hour < 3; ++hour) put("KDEN", kNoon + hour * kHour + 60);
+  const long kMiddle = kNoon + kHour;
+  const long kLast = kNoon + 2 * kHour + 60;
   std::string whole = dir.file("whole");
-  copyFile(fileOf(kNoon + kHour), whole);
-  for (int size : {0, 100}) {
-    copyFile(whole, fileOf(kNoon + kHour));
-    ASSERT_EQ(0, truncate(fileOf(kNoon + kHour).c_str(), size));
-    std::unique_ptr<NetcdfPointData> reader;
-    {
-      StderrCapture quiet;
-      reader.reset(new NetcdfPointData(dir.path().c_str(), false, false));
-      EXPECT_EQ("", quiet.text()) << size;
-    }
-    StderrCapture err;
-    EXPECT_EQ(std::vector<long>({kNoon + 60, kNoon + 2 * kHour + 60}),
-              exactTimes(*reader, "KDEN"));
-    std::string bad = fileOf(kNoon + kHour);
-    std::string last =
-        "PROBLEM: Format or ownership problems with the file " + bad +
-        "\nPROBLEM: File access error noted for " + bad +
-        "\nEVENT: File open failed because of normal purge operation\n";
-    std::string log = err.text();
-    ASSERT_LE(last.size(), log.size()) << size;
-    EXPECT_EQ(last, log.substr(log.size() - last.size())) << size;
-    EXPECT_TRUE(reader->isBadFile(AbsTime(kNoon + kHour)));
-    EXPECT_EQ(2, reader->fileTimes().length());
-  }
-}
-
-TEST_F(ReaderFaultTest, ATruncatedFileIsHeldOut) {
-  makeWriter();
-  put("KDEN", kNoon + 100);
-  put("KDEN", kNoon + kHour + 100);
-  std::string copy = dir.file("whole");
-  copyFile(fileOf(kNoon), copy);
-  // Cut to nothing, and cut inside the header.
-  for (int size : {0, 100}) {
-    copyFile(copy, fileOf(kNoon));
-    ASSERT_EQ(0, truncate(fileOf(kNoon).c_str(), size));
-    StderrCapture err;
-    NetcdfPointData reader(dir.path().c_str(), false, false);
-    EXPECT_EQ(std::vector<long>({kNoon + kHour + 100}), exactTimes(reader));
-    std::string log = err.text();
+  for (long bad : {kNoon, kMiddle}) {
+    bool between = bad == kMiddle;
     std::string last = "PROBLEM: Format or ownership problems with the file " +
-                       fileOf(kNoon) + "\n";
-    ASSERT_LE(last.size(), log.size()) << size;
-    EXPECT_EQ(last, log.substr(log.size() - last.size())) << size;
-    EXPECT_TRUE(reader.isBadFile(AbsTime(kNoon)));
+                       fileOf(bad) + "\n";
+    if (between)
+      last += "PROBLEM: File access error noted for " + fileOf(bad) +
+              "\nEVENT: File open failed because of normal purge operation\n";
+    copyFile(fileOf(bad), whole);
+    for (int size : {0, 100}) {
+      SCOPED_TRACE(std::to_string(size) + (between ? " between" : " oldest"));
+      copyFile(whole, fileOf(bad));
+      ASSERT_EQ(0, truncate(fileOf(bad).c_str(), size));
+      StderrCapture scan;
+      NetcdfPointData reader(dir.path().c_str(), false, false);
+      std::string log = scan.text();
+      if (between) {
+        EXPECT_EQ("", log);
+      }
+      StderrCapture err;
+      std::vector<long> left = exactTimes(reader, between ? "KDEN" : nullptr);
+      log += err.text();
+      EXPECT_EQ(std::vector<long>({between ? kNoon + 60 : kMiddle + 60, kLast}),
+                left);
+      ASSERT_LE(last.size(), log.size());
+      EXPECT_EQ(last, log.substr(log.size() - last.size()));
+      EXPECT_TRUE(reader.isBadFile(AbsTime(bad)));
+      EXPECT_EQ(2, reader.fileTimes().length());
+    }
+    copyFile(whole, fileOf(bad));
   }
-}
 
-TEST_F(ReaderFaultTest, ARangeOverAMissingPeriod) {
-  makeWriter();
-  put("KDEN", kNoon + 100);
-  put("KDEN", kNoon + 2 * kHour + 100);
-  NetcdfPointData reader(dir.path().c_str(), false, false);
-  TimeRange all(AbsTime(kNoon), AbsTime(kNoon + 3 * kHour));
-  SeqOf<DataTime> times;
-  ASSERT_TRUE(reader.idInventory("KDEN", all, times, -1));
-  EXPECT_EQ(std::vector<long>({kNoon + 100, kNoon + 2 * kHour + 100}),
-            validTimes(times));
-  TimeRange gap(AbsTime(kNoon + kHour), AbsTime(kNoon + kHour + 3599));
-  ASSERT_TRUE(reader.inventory(gap, times, -1));
-  EXPECT_EQ(0, times.length());
-  SeqOfPtr<int*> handles;
-  ASSERT_TRUE(reader.handlesForRange(all, handles));
-  EXPECT_EQ(2, handles.length());
-  EXPECT_TRUE(reader.releaseHandles(handles));
+  ASSERT_EQ(0, rename(fileOf(kMiddle).c_str(), whole.c_str()));
+  {
+    NetcdfPointData reader(dir.path().c_str(), false, false);
+    TimeRange all(AbsTime(kNoon), AbsTime(kNoon + 3 * kHour));
+    SeqOf<DataTime> times;
+    ASSERT_TRUE(reader.idInventory("KDEN", all, times, -1));
+    EXPECT_EQ(std::vector<long>({kNoon + 60, kLast}), validTimes(times));
+    TimeRange gap(AbsTime(kMiddle), AbsTime(kMiddle + 3599));
+    ASSERT_TRUE(reader.inventory(gap, times, -1));
+    EXPECT_EQ(0, times.length());
+    SeqOfPtr<int*> handles;
+    ASSERT_TRUE(reader.handlesForRange(all, handles));
+    EXPECT_EQ(2, handles.length());
+    EXPECT_TRUE(reader.releaseHandles(handles));
+  }
+  ASSERT_EQ(0, rename(whole.c_str(), fileOf(kMiddle).c_str()));
+
+  // The oldest goes while the picture holds it: the inventory notes the
+  // failure, renews the picture and answers as if it had never been.
+  auto reader = std::make_unique<NetcdfPointData>(dir.path().c_str(), false,
+                                                  false);
+  SeqOf<DataTime> bins;
+  ASSERT_TRUE(reader->inventory(bins, 0));  // level 1 of every file
+  ASSERT_EQ(0, unlink(fileOf(kNoon).c_str()));
+  {
+    StderrCapture err;
+    EXPECT_EQ(std::vector<long>({kMiddle + 60, kLast}), exactTimes(*reader));
+    EXPECT_EQ("PROBLEM: Could not stat netcdf file:" + fileOf(kNoon) +
+                  "\nPROBLEM: File access error noted for " + fileOf(kNoon) +
+                  "\nEVENT: File open failed because of normal purge "
+                  "operation " + dir.path() + "\n",
+              err.text());
+  }
+  EXPECT_EQ(2, reader->fileTimes().length());
+
+  // A copy that lands by rename while the reader doesn't hold the file
+  // (an inventory lets the older go) is read anew: its records are its own.
+  reader.reset(new NetcdfPointData(dir.path().c_str(), false, false));
+  ASSERT_TRUE(reader->inventory(bins, 0));
+  EXPECT_EQ(std::vector<long>({kMiddle, kNoon + 2 * kHour}), validTimes(bins));
+  TempDir other;
+  copyFile(dir.file("template"), other.file("template"));
+  putIn(other, "KAPA", kMiddle + 300);
+  ASSERT_EQ(0, rename(fileOf(kMiddle, &other).c_str(), fileOf(kMiddle).c_str()));
+  reader->noteNewDataTime(DataTime(AbsTime(kMiddle + 300)));
+  EXPECT_EQ(std::vector<long>({kMiddle + 300, kLast}), exactTimes(*reader));
 }
 
 // A writer in another process stores a stream of records; each answer of

@@ -38,19 +38,21 @@ class RecordIndexTest : public ::testing::Test {
     EXPECT_FALSE(path.empty());
     return path;
   }
-  // Gives the record its structure, read by `store`, and level 1.
-  void attach(NetcdfPointData& store, PointNetcdfFileInfo& info,
-              const std::string& path) {
+  // Gives the record its structure, read by `store`, and level 1; then,
+  // with a `level`, loads it that far through `ncid` (-1: as a reader).
+  bool load(NetcdfPointData& store, PointNetcdfFileInfo& info,
+            const std::string& path, int level = 0, int ncid = -1) {
     info.path = path.c_str();
     OpenFile file(path);
-    ASSERT_NE(nullptr, store.getFileStructure(file.id(), &info));
+    return store.getFileStructure(file.id(), &info) != nullptr &&
+           (level == 0 || store.updateFileInfo(ncid, &info, level));
   }
   // The file of the hour from noon, as the newest of its store.
-  void attachNewest(NetcdfPointData& store, PointNetcdfFileInfo& info,
-                    const std::string& path) {
+  bool loadNewest(NetcdfPointData& store, PointNetcdfFileInfo& info,
+                  const std::string& path) {
     store.setNewestFileRange(AbsTime(kNoon), AbsTime(kNoon + 3599));
-    attach(store, info, path);
     info.refEnd = AbsTime(kNoon + 3599);
+    return load(store, info, path, 5);
   }
   static std::string row(const char* table, long r, long width) {
     return std::string(table + r * width);
@@ -63,14 +65,11 @@ TEST_F(RecordIndexTest, EachLevelLoadsItsTablesOnly) {
   std::string path = makeFile(TemplateForm(), kFourReports);
   NetcdfPointData writer(dir.path().c_str(), true, false);
   PointNetcdfFileInfo info;
-  attach(writer, info, path);
   OpenFile file(path);
-
-  ASSERT_TRUE(writer.updateFileInfo(file.id(), &info, 1));
-  EXPECT_EQ(1, info.level);
-  EXPECT_EQ(4, info.nRecords);
-  EXPECT_EQ(3, info.nStaticIds);
-  EXPECT_EQ(0xF, info.globalInventory);
+  ASSERT_TRUE(load(writer, info, path, 1, file.id()));
+  EXPECT_EQ(std::vector<long>({1, 4, 3, 0xF}),
+            std::vector<long>({info.level, info.nRecords, info.nStaticIds,
+                               info.globalInventory}));
   EXPECT_EQ(nullptr, info.firstInBin);
 
   ASSERT_TRUE(writer.updateFileInfo(file.id(), &info, 2));
@@ -101,9 +100,8 @@ TEST_F(RecordIndexTest, EachLevelLoadsItsTablesOnly) {
   NetcdfPointData::freeTables(&info);
   EXPECT_EQ(1, info.level);
   EXPECT_EQ(0, info.capacity);
-  EXPECT_EQ(nullptr, info.firstInBin);
-  EXPECT_EQ(nullptr, info.staticIds);
-  EXPECT_EQ(nullptr, info.recordIds);
+  EXPECT_TRUE(info.firstInBin == nullptr && info.staticIds == nullptr &&
+              info.recordIds == nullptr);
   ASSERT_TRUE(writer.updateFileInfo(file.id(), &info, 5));
   EXPECT_EQ("KDEN", row(info.recordIds, 2, 10)) << "loaded again";
 }
@@ -121,7 +119,7 @@ TEST_F(RecordIndexTest, EmptyFileHasNoIndexWhateverTheTemplateHolds) {
         chars ? "chars" : "ints");
     NetcdfPointData reader(dir.path().c_str(), false, false);
     PointNetcdfFileInfo info;
-    attach(reader, info, path);
+    ASSERT_TRUE(load(reader, info, path));
     EXPECT_EQ(0, info.nStaticIds);
     EXPECT_EQ(-1, info.firstOverflow);
     ASSERT_TRUE(reader.updateFileInfo(-1, &info, 5));
@@ -130,9 +128,7 @@ TEST_F(RecordIndexTest, EmptyFileHasNoIndexWhateverTheTemplateHolds) {
     for (int b = 0; b < 4; ++b) {
       EXPECT_EQ(-1, info.firstInBin[b]);
       EXPECT_EQ(-1, info.lastInBin[b]);
-      if (chars) {
-        EXPECT_EQ(0, info.globalInventoryChars[b]);
-      }
+      EXPECT_TRUE(!chars || info.globalInventoryChars[b] == 0);
     }
     EXPECT_EQ(50, info.capacity);
     EXPECT_NE(nullptr, info.prevRecord) << "ready for the records to come";
@@ -144,8 +140,7 @@ TEST_F(RecordIndexTest, AnotherProcessAppendsAndOnlyTheNewRecordsAreRead) {
   std::string path = makeFile(TemplateForm(), kFourReports);
   NetcdfPointData reader(dir.path().c_str(), false, false);
   PointNetcdfFileInfo info;
-  attachNewest(reader, info, path);
-  ASSERT_TRUE(reader.updateFileInfo(-1, &info, 5));
+  ASSERT_TRUE(loadNewest(reader, info, path));
   ASSERT_NE(nullptr, info.handle) << "the reader keeps the file open";
   // Marks in the copy show what is read again.
   info.invTime[0] = 12345;
@@ -180,9 +175,9 @@ TEST_F(RecordIndexTest, AnotherProcessAppendsAndOnlyTheNewRecordsAreRead) {
   EXPECT_EQ(1u, reader.recentBits());
   ASSERT_TRUE(reader.updateFileInfo(-1, &info, 5));
   EXPECT_EQ(0u, reader.recentBits());
-  EXPECT_EQ(6, info.nRecords);
-  EXPECT_EQ(4, info.nStaticIds);
-  EXPECT_EQ(5, info.lastInBin[3]);
+  EXPECT_EQ(std::vector<long>({6, 4, 5}),
+            std::vector<long>({info.nRecords, info.nStaticIds,
+                               info.lastInBin[3]}));
   EXPECT_EQ("KEGE", row(info.staticIds, 3, 10));
   EXPECT_EQ(3, info.lastRecord[0]) << "the tables are read whole";
   EXPECT_EQ(12345, info.invTime[0]) << "old records aren't read again";
@@ -196,8 +191,7 @@ TEST_F(RecordIndexTest, WhatIsReadAgainAndWhatIsTrusted) {
   std::string path = makeFile(TemplateForm(), kFourReports);
   NetcdfPointData reader(dir.path().c_str(), false, false);
   PointNetcdfFileInfo info;
-  attachNewest(reader, info, path);
-  ASSERT_TRUE(reader.updateFileInfo(-1, &info, 5));
+  ASSERT_TRUE(loadNewest(reader, info, path));
   info.lastRecord[0] = 999;
   reader.noteNewDataTime(DataTime(AbsTime(kNoon + 10)));
   ASSERT_TRUE(reader.updateFileInfo(-1, &info, 5));
@@ -209,8 +203,7 @@ TEST_F(RecordIndexTest, WhatIsReadAgainAndWhatIsTrusted) {
   uncached.globals = "  :cache_metadata = \"false\" ;\n";
   path = makeFile(uncached, kFourReports, "uncached");
   PointNetcdfFileInfo fresh;
-  attach(reader, fresh, path);
-  ASSERT_TRUE(reader.updateFileInfo(-1, &fresh, 5));
+  ASSERT_TRUE(load(reader, fresh, path, 5));
   fresh.staticIds[0] = 'X';
   fresh.invTime[1] = 1;
   ASSERT_TRUE(reader.updateFileInfo(-1, &fresh, 3));
@@ -220,9 +213,8 @@ TEST_F(RecordIndexTest, WhatIsReadAgainAndWhatIsTrusted) {
 
   NetcdfPointData writer(dir.path().c_str(), true, false);
   PointNetcdfFileInfo own;
-  attach(writer, own, path);
   OpenFile file(path);
-  ASSERT_TRUE(writer.updateFileInfo(file.id(), &own, 3));
+  ASSERT_TRUE(load(writer, own, path, 3, file.id()));
   own.staticIds[0] = 'X';
   ASSERT_TRUE(writer.updateFileInfo(file.id(), &own, 3));
   EXPECT_EQ('X', own.staticIds[0]) << "a writer trusts its own tables";
@@ -241,18 +233,18 @@ TEST_F(RecordIndexTest, OverflowRecordsAreFoundNewestFirst) {
       "  isOverflow = 0, 0, 1, 1, 1 ;\n  firstOverflow = 2 ;\n");
   NetcdfPointData writer(dir.path().c_str(), true, false);
   PointNetcdfFileInfo info;
-  attach(writer, info, path);
   OpenFile file(path);
-  ASSERT_TRUE(writer.updateFileInfo(file.id(), &info, 4));
+  ASSERT_TRUE(load(writer, info, path, 4, file.id()));
   EXPECT_EQ(5, info.level) << "overflow began: ids are searched by record";
   EXPECT_EQ(1, info.isOverflow[4]);
   EXPECT_EQ(0, NetcdfPointData::findStaticId("KAAA", &info));
   EXPECT_EQ(-1, NetcdfPointData::findStaticId("KCCC", &info));
-  EXPECT_EQ(4, NetcdfPointData::findOverflowRecord("KCCC", &info));
-  EXPECT_EQ(3, NetcdfPointData::findOverflowRecord("KDDD", &info));
-  EXPECT_EQ(-1, NetcdfPointData::findOverflowRecord("KAAA", &info))
-      << "an id with a row is no overflow record";
-  EXPECT_EQ(-1, NetcdfPointData::findOverflowRecord("KCCCCCCCCCCC", &info));
+  // An id with a row is no overflow record, nor one longer than the ids.
+  const std::pair<const char*, long> newest[] = {
+      {"KCCC", 4}, {"KDDD", 3}, {"KAAA", -1}, {"KCCCCCCCCCCC", -1}};
+  for (const auto& n : newest)
+    EXPECT_EQ(n.second, NetcdfPointData::findOverflowRecord(n.first, &info))
+        << n.first;
   EXPECT_EQ(2, NetcdfPointData::findOverflowRecordInRange(
                    "KCCC", AbsTime(kNoon), AbsTime(kNoon + 10), &info));
   EXPECT_EQ(-1, NetcdfPointData::findOverflowRecordInRange(
@@ -290,9 +282,8 @@ TEST_F(RecordIndexTest, BisectionOfTheTableAtItsEdges) {
     std::string path =
         makeFile(form, data + " ;\n  stationId = \"x\" ;\n", form.cdlDate);
     PointNetcdfFileInfo info;
-    attach(writer, info, path);
     OpenFile file(path);
-    ASSERT_TRUE(writer.updateFileInfo(file.id(), &info, 3));
+    ASSERT_TRUE(load(writer, info, path, 3, file.id()));
     for (size_t i = 0; i < c.rows.size(); ++i)
       EXPECT_EQ(static_cast<long>(i),
                 NetcdfPointData::findStaticId(c.rows[i].c_str(), &info));
@@ -326,8 +317,7 @@ TEST_F(RecordIndexTest, RecordIdsOfPositionsInEachBand) {
                                 "  longitude = 180, -105, 0, 180 ;\n",
                                 form.cdlDate);
     PointNetcdfFileInfo info;
-    attach(reader, info, path);
-    ASSERT_TRUE(reader.updateFileInfo(-1, &info, 4));
+    ASSERT_TRUE(load(reader, info, path, 4));
     EXPECT_EQ(5, info.level) << "no table: the records are the index";
     EXPECT_EQ(b.north, row(info.recordIds, 0, b.totalIdLen));
     EXPECT_EQ(b.boulder, row(info.recordIds, 1, b.totalIdLen));
@@ -362,8 +352,7 @@ TEST_F(RecordIndexTest, RecordIdsJoinTheirVariables) {
       "  network = \"US\", \"XYZ\", \"US\" ;\n  timeObs = 1.5, 2.5, 3.5 ;\n");
   NetcdfPointData reader(dir.path().c_str(), false, false);
   PointNetcdfFileInfo info;
-  attach(reader, info, path);
-  ASSERT_TRUE(reader.updateFileInfo(-1, &info, 5));
+  ASSERT_TRUE(load(reader, info, path, 5));
   EXPECT_EQ(200 + 3, info.capacity) << "no table: steps of 200";
   EXPECT_EQ("KDENUS", row(info.recordIds, 0, 12));
   EXPECT_EQ("ABCDEFGHXYZ", row(info.recordIds, 1, 12));
@@ -382,9 +371,8 @@ TEST_F(RecordIndexTest, ArraysGrowByStepsAndReachTheNewRecords) {
       "  prevRecord = -1 ;\n  isOverflow = 0 ;\n");
   NetcdfPointData writer(dir.path().c_str(), true, false);
   PointNetcdfFileInfo info;
-  attach(writer, info, path);
   OpenFile file(path);
-  ASSERT_TRUE(writer.updateFileInfo(file.id(), &info, 4));
+  ASSERT_TRUE(load(writer, info, path, 4, file.id()));
   EXPECT_EQ(3, info.capacity);
   usleep(20000);  // a modification time of its own
   {
@@ -397,8 +385,8 @@ TEST_F(RecordIndexTest, ArraysGrowByStepsAndReachTheNewRecords) {
   }
   info.nextCheck = AbsTime();  // as if the check interval had passed
   ASSERT_TRUE(writer.updateFileInfo(file.id(), &info, 4));
-  EXPECT_EQ(5, info.nRecords);
-  EXPECT_EQ(7, info.capacity);
+  EXPECT_EQ(std::vector<long>({5, 7}),
+            std::vector<long>({info.nRecords, info.capacity}));
   EXPECT_EQ(kNoon, info.invTime[0]) << "the whole file, read again";
   EXPECT_EQ(kNoon + 40, info.invTime[4]);
   EXPECT_EQ(3, info.prevRecord[4]);
@@ -407,9 +395,8 @@ TEST_F(RecordIndexTest, ArraysGrowByStepsAndReachTheNewRecords) {
   form.cdlDate = "wide";
   path = makeFile(form, kFourReports, "wide");
   PointNetcdfFileInfo large;
-  attach(writer, large, path);
   OpenFile wide(path);
-  ASSERT_TRUE(writer.updateFileInfo(wide.id(), &large, 4));
+  ASSERT_TRUE(load(writer, large, path, 4, wide.id()));
   EXPECT_EQ(204, large.capacity) << "steps of at most 200";
 }
 
@@ -417,29 +404,28 @@ TEST_F(RecordIndexTest, RecentBitsAndTheSpacingOfChecks) {
   NetcdfPointData store(dir.path().c_str(), false, false);
   AbsTime start(kNoon);
   store.setNewestFileRange(start, start + 3599);
-  store.noteNewDataTime(DataTime(start + 100));
-  store.noteNewDataTime(DataTime(start - 3595));
-  store.noteNewDataTime(DataTime(start - 40 * 3600));
+  for (long t : {100L, -3595L, -40 * 3600L})
+    store.noteNewDataTime(DataTime(start + t));
   EXPECT_EQ(0x3u, store.recentBits()) << "the newest and the one before";
   store.noteNewDataTime(DataTime(start + 7200));
   EXPECT_EQ(start + 7200, store.newestNotedTime()) << "a file yet to be found";
   EXPECT_EQ(0x3u, store.recentBits());
   store.noteNewDataTime(DataTime(start));
   EXPECT_EQ(start + 7200, store.newestNotedTime()) << "only raised";
-
-  store.setNewestFileRange(start + 3600, start + 7199);
-  EXPECT_EQ(0x6u, store.recentBits()) << "the bits follow the newest file";
-  store.setNewestFileRange(start, start + 3599);
-  EXPECT_EQ(0x3u, store.recentBits());
-  store.setNewestFileRange(start + 40 * 3600, start + 40 * 3600 + 3599);
-  EXPECT_EQ(0u, store.recentBits());
+  // The bits follow the newest file.
+  const std::pair<long, unsigned> moves[] = {
+      {3600, 0x6u}, {0, 0x3u}, {40 * 3600, 0u}};
+  for (const auto& m : moves) {
+    store.setNewestFileRange(start + m.first, start + m.first + 3599);
+    EXPECT_EQ(m.second, store.recentBits()) << m.first;
+  }
 
   std::string path = makeFile(TemplateForm(), kFourReports);
   store.setNewestFileRange(start + 7200, start + 10799);
   for (auto c : {std::make_pair(10799L, 60L), std::make_pair(7199L, 300L),
                  std::make_pair(3599L, 1500L)}) {
     PointNetcdfFileInfo info;
-    attach(store, info, path);
+    ASSERT_TRUE(load(store, info, path));
     info.refEnd = start + c.first;
     AbsTime before = AbsTime::now();
     ASSERT_TRUE(store.updateFileInfo(-1, &info, 1));
@@ -452,7 +438,7 @@ TEST_F(RecordIndexTest, RecentBitsAndTheSpacingOfChecks) {
 TEST_F(RecordIndexTest, BrokenFilesAreLoggedNeverTrusted) {
   NetcdfPointData reader(dir.path().c_str(), false, false);
   PointNetcdfFileInfo info;
-  attach(reader, info, makeFile(TemplateForm(), kFourReports));
+  ASSERT_TRUE(load(reader, info, makeFile(TemplateForm(), kFourReports)));
   std::string garbage = dir.file("garbage");
   writeFile(garbage, "CDF\001 but nothing that follows makes sense");
   info.path = garbage.c_str();
@@ -481,8 +467,8 @@ TEST_F(RecordIndexTest, BrokenFilesAreLoggedNeverTrusted) {
   std::string path = makeFile(ints, "  stationId = \"x\" ;\n", "ints");
   NetcdfPointData writer(dir.path().c_str(), true, false);
   PointNetcdfFileInfo typed;
-  attach(writer, typed, path);
   OpenFile file(path);
+  ASSERT_TRUE(load(writer, typed, path));
   StderrCapture type;
   EXPECT_FALSE(writer.updateFileInfo(file.id(), &typed, 3));
   EXPECT_EQ("PROBLEM: unable to read staticIds\n", type.text());
@@ -504,7 +490,7 @@ TEST_F(RecordIndexTest, DamagedIndexNeverLeadsOutsideTheTables) {
   }
   NetcdfPointData reader(dir.path().c_str(), false, false);
   PointNetcdfFileInfo info;
-  attach(reader, info, path);
+  ASSERT_TRUE(load(reader, info, path));
   EXPECT_EQ(3, info.nStaticIds) << "held at the table's edge";
   ASSERT_TRUE(reader.updateFileInfo(-1, &info, 5));
   EXPECT_EQ("ZZZZZZZZZ", row(info.staticIds, 2, 10));
@@ -518,8 +504,7 @@ TEST_F(RecordIndexTest, DamagedIndexNeverLeadsOutsideTheTables) {
   ASSERT_EQ(0, stat(path.c_str(), &status));
   ASSERT_EQ(0, truncate(path.c_str(), status.st_size - 40));
   PointNetcdfFileInfo cut;
-  attach(reader, cut, path);
-  ASSERT_TRUE(reader.updateFileInfo(-1, &cut, 5));
+  ASSERT_TRUE(load(reader, cut, path, 5));
   for (long r = 0; r < cut.nRecords; ++r)
     EXPECT_TRUE(cut.prevRecord[r] < r && cut.prevRecord[r] >= -1);
   reader.closeFileInfo(&cut);
