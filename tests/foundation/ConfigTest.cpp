@@ -10,6 +10,17 @@
 
 namespace {
 
+using Point = CartCoord2D<float>;
+using Domain = CartDomain2D<float>;
+
+// The value of `name`, which must be there.
+template <class T>
+T value(const Config& config, const char* name) {
+  T found{};
+  EXPECT_TRUE(config.get(name, found)) << name;
+  return found;
+}
+
 class ConfigTest : public ::testing::Test {
  protected:
   // Reads the text as a configuration file; what was logged in `log`.
@@ -19,7 +30,6 @@ class ConfigTest : public ::testing::Test {
     config.read(dir.file("test.config").c_str());
     log = err.text();
   }
-
   SearchEnvironment env;
   TempDir dir;
   Config config;
@@ -37,21 +47,15 @@ TEST_F(ConfigTest, BlanksQuotesAndComments) {
        "A.list : \"x y\" , z , \"w,v\"\n"
        "A.count: 0x10 // hexadecimal\n");
   EXPECT_EQ("", log);
-  TextString text;
-  EXPECT_TRUE(config.get("A.name", text));
-  EXPECT_STREQ("hello", text.chars());
-  EXPECT_TRUE(config.get("A.label", text));
-  EXPECT_STREQ("two  words = here", text.chars());
-  EXPECT_TRUE(config.get("A.path", text));
-  EXPECT_STREQ("a#b", text.chars());
-  SeqOf<TextString> list;
-  ASSERT_TRUE(config.get("A.list", list));
+  EXPECT_STREQ("hello", value<TextString>(config, "A.name").chars());
+  EXPECT_STREQ("two  words = here",
+               value<TextString>(config, "A.label").chars());
+  EXPECT_STREQ("a#b", value<TextString>(config, "A.path").chars());
+  SeqOf<TextString> list = value<SeqOf<TextString>>(config, "A.list");
   ASSERT_EQ(3, list.length());
   EXPECT_STREQ("x y", list[0].chars());
   EXPECT_STREQ("w,v", list[2].chars());
-  int count = 0;
-  EXPECT_TRUE(config.get("A.count", count));
-  EXPECT_EQ(16, count);
+  EXPECT_EQ(16, value<int>(config, "A.count"));
 }
 
 TEST_F(ConfigTest, EveryTypeAndTheWrongOne) {
@@ -61,40 +65,27 @@ TEST_F(ConfigTest, EveryTypeAndTheWrongOne) {
        "S.i: 010xyz\nS.f: -2.5e1\nS.fc: (1.5, -2)\nS.ic: 10,20\n"
        "S.ia: 1, 2x, 3\nS.fa: .5,1\nS.fca: (1,2),(3,4)\n"
        "S.fd: ((0,0),(10,20))\nT.fd: (1,1),(2,2)\nS.flat: (5,5),(1,1)\n");
-  int i = 0;
-  float f = 0;
-  CartCoord2D<float> fc;
-  CartCoord2D<int> ic;
-  SeqOf<int> ia;
-  SeqOf<float> fa;
-  SeqOf<CartCoord2D<float>> fca;
-  CartDomain2D<float> fd;
-  EXPECT_TRUE(config.get("S.i", i));
-  EXPECT_EQ(8, i);  // octal, the rest dropped
-  EXPECT_TRUE(config.get("S.f", f));
-  EXPECT_FLOAT_EQ(-25.0f, f);
-  EXPECT_TRUE(config.get("S.fc", fc));
-  EXPECT_EQ(CartCoord2D<float>(1.5f, -2.0f), fc);
-  EXPECT_TRUE(config.get("S.ic", ic));
-  EXPECT_EQ(CartCoord2D<int>(10, 20), ic);
-  ASSERT_TRUE(config.get("S.ia", ia));
+  EXPECT_EQ(8, value<int>(config, "S.i"));  // octal, the rest dropped
+  EXPECT_FLOAT_EQ(-25.0f, value<float>(config, "S.f"));
+  EXPECT_EQ(Point(1.5f, -2.0f), value<Point>(config, "S.fc"));
+  EXPECT_EQ(CartCoord2D<int>(10, 20),
+            value<CartCoord2D<int>>(config, "S.ic"));
+  SeqOf<int> ia = value<SeqOf<int>>(config, "S.ia");
   ASSERT_EQ(3, ia.length());
   EXPECT_EQ(2, ia[1]);
-  ASSERT_TRUE(config.get("S.fa", fa));
-  EXPECT_FLOAT_EQ(0.5f, fa[0]);
-  ASSERT_TRUE(config.get("S.fca", fca));
+  EXPECT_FLOAT_EQ(0.5f, value<SeqOf<float>>(config, "S.fa")[0]);
+  SeqOf<Point> fca = value<SeqOf<Point>>(config, "S.fca");
   ASSERT_EQ(2, fca.length());
-  EXPECT_EQ(CartCoord2D<float>(3, 4), fca[1]);
-  EXPECT_TRUE(config.get("S.fd", fd));
-  EXPECT_EQ(CartDomain2D<float>(CartCoord2D<float>(0, 0),
-                                CartCoord2D<float>(10, 20)),
-            fd);
-  EXPECT_TRUE(config.get("T.fd", fd));
-  EXPECT_FLOAT_EQ(1.0f, fd.width());
-  EXPECT_TRUE(config.get("S.flat", fd));
-  EXPECT_TRUE(fd.isNull());
-  EXPECT_EQ(1, countOf(log, "BUG: negative extent in CartDomain constructor\n"));
+  EXPECT_EQ(Point(3, 4), fca[1]);
+  EXPECT_EQ(Domain(Point(0, 0), Point(10, 20)), value<Domain>(config, "S.fd"));
+  EXPECT_FLOAT_EQ(1.0f, value<Domain>(config, "T.fd").width());
+  EXPECT_TRUE(value<Domain>(config, "S.flat").isNull());
+  EXPECT_EQ(1,
+            countOf(log, "BUG: negative extent in CartDomain constructor\n"));
 
+  int i = 8;
+  float f = 0;
+  CartCoord2D<int> ic;
   EXPECT_FALSE(config.get("S.i", f));
   EXPECT_FALSE(config.get("S.fc", ic));
   EXPECT_FALSE(config.get("S.none", i));
@@ -102,8 +93,7 @@ TEST_F(ConfigTest, EveryTypeAndTheWrongOne) {
 
   config.set("S.i", 9);
   config.set("S.new", TextString("added"));
-  EXPECT_TRUE(config.get("S.i", i));
-  EXPECT_EQ(9, i);
+  EXPECT_EQ(9, value<int>(config, "S.i"));
   std::ostringstream dump;
   config.configDump(dump);
   std::string text = dump.str();
@@ -122,11 +112,8 @@ TEST_F(ConfigTest, EveryTypeAndTheWrongOne) {
 
 TEST_F(ConfigTest, SharedWordsAndReplacedValues) {
   load("int=numMins\nA.numMins: 3\nB.numMins: 4\nA.numMins: 5\n");
-  int a = 0, b = 0;
-  EXPECT_TRUE(config.get("A.numMins", a));
-  EXPECT_TRUE(config.get("B.numMins", b));
-  EXPECT_EQ(5, a);
-  EXPECT_EQ(4, b);
+  EXPECT_EQ(5, value<int>(config, "A.numMins"));
+  EXPECT_EQ(4, value<int>(config, "B.numMins"));
   EXPECT_EQ("EVENT: A.numMins existed, has been replaced by new value.\n", log);
 }
 
@@ -172,18 +159,16 @@ TEST_F(ConfigTest, RefusedLines) {
       "\\A.name:\"x\"y\\\n"
       "PROBLEM: Assignment line 13 failed. Text of line is \\A.count:\\\n";
   EXPECT_EQ(expected, log);
-  TextString name;
-  EXPECT_TRUE(config.get("A.name", name));
-  EXPECT_STREQ("k=v", name.chars());
-  float size = 0;
-  EXPECT_TRUE(config.get("A.size", size));  // the later definition's type
+  EXPECT_STREQ("k=v", value<TextString>(config, "A.name").chars());
+  value<float>(config, "A.size");  // the later definition's type
   int count = 0;
   EXPECT_FALSE(config.get("A.count", count));
 }
 
 TEST_F(ConfigTest, MissingOrEmptyFile) {
   load("// nothing but a comment\n");
-  EXPECT_EQ("PROBLEM: Config file " + dir.file("test.config") + " empty\n", log);
+  EXPECT_EQ("PROBLEM: Config file " + dir.file("test.config") + " empty\n",
+            log);
   StderrCapture err;
   config.read(dir.file("absent.config").c_str());
   EXPECT_EQ("PROBLEM: Config file " + dir.file("absent.config") + " empty\n",
@@ -199,18 +184,14 @@ TEST(ConfigInstanceTest, SiteConfigurationAlongTheSearchPath) {
   Config& config = Config::instance();
   EXPECT_EQ(&config, &Config::instance());
   EXPECT_EQ(0, countOf(err.text(), "PROBLEM"));
-  int bytes = 0, minutes = 0;
-  EXPECT_TRUE(config.get("SocketBufferSize.numBytes", bytes));
-  EXPECT_TRUE(config.get("SocketConnectionTimeout.numMins", minutes));
-  EXPECT_GT(bytes, 0);
-  EXPECT_GT(minutes, 0);
-  SeqOf<TextString> targets;
-  EXPECT_TRUE(config.get("SocketConnection.namedTargets", targets));
+  EXPECT_GT(value<int>(config, "SocketBufferSize.numBytes"), 0);
+  EXPECT_GT(value<int>(config, "SocketConnectionTimeout.numMins"), 0);
+  SeqOf<TextString> targets =
+      value<SeqOf<TextString>>(config, "SocketConnection.namedTargets");
   EXPECT_EQ(0, targets.length() % 3);
   EXPECT_STREQ("NOTIFICATION_SERVER", targets[0].chars());
-  TextString name;
-  EXPECT_TRUE(config.get("DataAccessInfo.dictName", name));
-  EXPECT_TRUE(config.get("radarStationInfo.dictName", name));
+  value<TextString>(config, "DataAccessInfo.dictName");
+  value<TextString>(config, "radarStationInfo.dictName");
 }
 
 }  // namespace

@@ -13,8 +13,10 @@
 
 namespace {
 
-std::vector<std::string> namesOf(const Directory& d) {
-  std::vector<std::string> names;
+using Names = std::vector<std::string>;
+
+Names namesOf(const Directory& d) {
+  Names names;
   for (int i = 0; i < d.length(); ++i) names.push_back(d[i].chars());
   return names;
 }
@@ -22,6 +24,10 @@ std::vector<std::string> namesOf(const Directory& d) {
 class DirectoryTest : public ::testing::Test {
  protected:
   void SetUp() override { listing.directory = dir.path().c_str(); }
+  Names scanned() {
+    listing.scan();
+    return namesOf(listing);
+  }
   void make(const std::string& name, long mtime) {
     writeFile(dir.file(name), "x");
     struct utimbuf times = {mtime, mtime};
@@ -36,39 +42,32 @@ TEST_F(DirectoryTest, ListingRules) {
   for (const char* name : {"b.txt", "a.txt", ".hidden", "IUAX01", "IUAX03",
                            "iuax02", "a.bin"})
     make(name, 1000000000L);
-  listing.scan();
-  std::vector<std::string> all = namesOf(listing);
+  Names all = scanned();
   std::sort(all.begin(), all.end());
-  EXPECT_EQ((std::vector<std::string>{"IUAX01", "IUAX03", "a.bin", "a.txt",
-                                      "b.txt", "iuax02"}),
+  EXPECT_EQ((Names{"IUAX01", "IUAX03", "a.bin", "a.txt", "b.txt", "iuax02"}),
             all);
   listing.showHidden = true;
   listing.sorted = true;
-  listing.scan();
-  EXPECT_EQ((std::vector<std::string>{".", "..", ".hidden", "IUAX01", "IUAX03",
-                                      "a.bin", "a.txt", "b.txt", "iuax02"}),
-            namesOf(listing));
+  EXPECT_EQ((Names{".", "..", ".hidden", "IUAX01", "IUAX03", "a.bin", "a.txt",
+                   "b.txt", "iuax02"}),
+            scanned());
   EXPECT_STREQ("", listing[9].chars());
   EXPECT_STREQ("", listing[-1].chars());
 
   listing.showHidden = false;
   listing.prefix = "a.";
   listing.suffix = ".txt";
-  listing.scan();
-  EXPECT_EQ((std::vector<std::string>{"a.txt"}), namesOf(listing));
+  EXPECT_EQ((Names{"a.txt"}), scanned());
 
   listing.prefix = listing.suffix = "";
   listing.useRegexp = true;
   listing.pattern = "IUA.0[1|2]";  // the bracket is a set, bar included
-  listing.scan();
-  EXPECT_EQ((std::vector<std::string>{"IUAX01"}), namesOf(listing));
+  EXPECT_EQ((Names{"IUAX01"}), scanned());
   listing.regexpMode = 1;
-  listing.scan();
-  EXPECT_EQ((std::vector<std::string>{"IUAX01", "iuax02"}), namesOf(listing));
+  EXPECT_EQ((Names{"IUAX01", "iuax02"}), scanned());
   listing.pattern = "^(a|b)\\.t";
   listing.regexpMode = 2;
-  listing.scan();
-  EXPECT_EQ((std::vector<std::string>{"a.txt", "b.txt"}), namesOf(listing));
+  EXPECT_EQ((Names{"a.txt", "b.txt"}), scanned());
 }
 
 TEST_F(DirectoryTest, FailuresKeepTheNames) {
@@ -83,8 +82,7 @@ TEST_F(DirectoryTest, FailuresKeepTheNames) {
   listing.scan();
   listing.useRegexp = false;
   listing.directory = dir.file("none").c_str();
-  listing.scan();
-  EXPECT_EQ((std::vector<std::string>{"a"}), namesOf(listing));
+  EXPECT_EQ((Names{"a"}), scanned());
   std::string text = err.text();
   EXPECT_EQ(1, countOf(text, "BUG: Unknown flag in regexpMatch.\n"));
   EXPECT_EQ(2, countOf(text, "BUG: "));  // regerror's own text
@@ -111,7 +109,7 @@ TEST_F(DirectoryTest, PurgeRemovesOldFiles) {
   char after[4096];
   ASSERT_NE(nullptr, getcwd(after, sizeof after));
   EXPECT_STREQ(before, after);
-  EXPECT_EQ((std::vector<std::string>{"new", "sub"}), namesOf(listing));
+  EXPECT_EQ((Names{"new", "sub"}), namesOf(listing));
   EXPECT_FALSE(access(dir.file("old1").c_str(), F_OK) == 0);
   std::string text = err.text();
   EXPECT_EQ(1, countOf(text, "EVENT: Valid time = Jul 14 17 02:40:00 GMT\n"));
@@ -133,7 +131,7 @@ TEST_F(DirectoryTest, PurgeStopsAtAVanishedName) {
   unlink(dir.file("b").c_str());
   StderrCapture err;
   EXPECT_FALSE(listing.purge(1));
-  EXPECT_EQ((std::vector<std::string>{"a", "b"}), namesOf(listing));
+  EXPECT_EQ((Names{"a", "b"}), namesOf(listing));
   EXPECT_TRUE(access(dir.file("a").c_str(), F_OK) == 0);
   EXPECT_EQ(1, countOf(err.text(), "PROBLEM: stat error on file b: "
                                    "No such file or directory\n"));

@@ -12,8 +12,10 @@
 
 namespace {
 
-std::vector<std::string> defaults() {
-  std::vector<std::string> paths;
+using Paths = std::vector<std::string>;
+
+Paths defaults() {
+  Paths paths;
   const SeqOf<TextString>& list = defaultInfoFilePaths();
   for (int i = 0; i < list.length(); ++i) paths.push_back(list[i].chars());
   return paths;
@@ -26,7 +28,7 @@ class InfoFileServerTest : public ::testing::Test {
   void SetUp() override {
     root = dir.path() + "/";
     for (const char* d : {"loc", "loc/site", "natl", "natl/nationalData",
-                          "home", "home/data", "plain", "p1", "p2"})
+                          "home", "home/data", "plain", "plain/p2", "p1", "p2"})
       mkdir((root + d).c_str(), 0755);
     env.set("ZEPH_LOCALIZATION_ROOT", root + "loc");
     env.set("ZEPH_LOCAL_SITE", "site");
@@ -37,14 +39,22 @@ class InfoFileServerTest : public ::testing::Test {
     oldDirectory = cwd;
     ASSERT_EQ(0, chdir((root + "plain").c_str()));
   }
-  void TearDown() override {
-    ASSERT_EQ(0, chdir(oldDirectory.c_str()));
+  void TearDown() override { ASSERT_EQ(0, chdir(oldDirectory.c_str())); }
+  // Writes `file` in each of `dirs` below the root.
+  void place(const char* file, const Paths& dirs) {
+    for (const std::string& d : dirs) writeFile(root + d + file, "x\n");
   }
-  // The path findInfoFile answers, and removes that file.
-  std::string findAndRemove(const char* name) {
-    std::string found = findInfoFile(name).chars();
-    if (!found.empty()) unlink(found.c_str());
-    return found;
+  // Each path findInfoFile answers for `name` in turn, as the one before is
+  // removed, until it finds none.
+  Paths found(const std::string& name) {
+    Paths paths;
+    std::string path;
+    while (paths.size() < 9 &&
+           !(path = findInfoFile(name.c_str()).chars()).empty()) {
+      paths.push_back(path);
+      unlink(path.c_str());
+    }
+    return paths;
   }
 
   TempDir dir;
@@ -54,44 +64,36 @@ class InfoFileServerTest : public ::testing::Test {
 };
 
 TEST_F(InfoFileServerTest, StandardDirectoriesThenPlainName) {
-  EXPECT_EQ((std::vector<std::string>{root + "loc/site/",
-                                      root + "natl/nationalData/",
-                                      root + "home/data/", ""}),
+  EXPECT_EQ((Paths{root + "loc/site/", root + "natl/nationalData/",
+                   root + "home/data/", ""}),
             defaults());
-  for (const char* d : {"loc/site/", "natl/nationalData/", "home/data/",
-                        "plain/"})
-    writeFile(root + d + "t.txt", "x\n");
-  EXPECT_EQ(root + "loc/site/t.txt", findAndRemove("t.txt"));
-  EXPECT_EQ(root + "natl/nationalData/t.txt", findAndRemove("t.txt"));
-  EXPECT_EQ(root + "home/data/t.txt", findAndRemove("t.txt"));
+  place("t.txt", {"loc/site/", "natl/nationalData/", "home/data/", "plain/"});
   EXPECT_TRUE(infoFileExists("t.txt"));
-  EXPECT_EQ("t.txt", findAndRemove("t.txt"));
-  EXPECT_EQ("", findAndRemove("t.txt"));
+  EXPECT_EQ((Paths{root + "loc/site/t.txt", root + "natl/nationalData/t.txt",
+                   root + "home/data/t.txt", "t.txt"}),
+            found("t.txt"));
   EXPECT_STREQ("t.txt", lastInfoFilePath().chars());  // the last one tried
+  EXPECT_FALSE(infoFileExists("t.txt"));
   EXPECT_EQ(nullptr, openInfoFile("t.txt"));
 }
 
 TEST_F(InfoFileServerTest, VariableWithAndWithoutPlus) {
   env.set("FILE_SERVER_DEFAULT_PATHS", " +" + root + "p1/\t" + root + "p2/");
-  EXPECT_EQ((std::vector<std::string>{root + "p1/", root + "p2/",
-                                      root + "loc/site/",
-                                      root + "natl/nationalData/",
-                                      root + "home/data/", ""}),
+  EXPECT_EQ((Paths{root + "p1/", root + "p2/", root + "loc/site/",
+                   root + "natl/nationalData/", root + "home/data/", ""}),
             defaults());
 
   env.set("FILE_SERVER_DEFAULT_PATHS", root + "p1/ " + root + "p2/");
-  EXPECT_EQ((std::vector<std::string>{root + "p1/", root + "p2/", ""}),
-            defaults());
-  writeFile(root + "home/data/only-home.txt", "x\n");
-  writeFile(root + "plain/here.txt", "x\n");
+  EXPECT_EQ((Paths{root + "p1/", root + "p2/", ""}), defaults());
+  place("only-home.txt", {"home/data/"});
+  place("here.txt", {"plain/"});
   EXPECT_FALSE(infoFileExists("only-home.txt"));
   EXPECT_TRUE(infoFileExists("here.txt"));
 
   // "+" places the plain name; repeated entries keep their first place.
   env.set("FILE_SERVER_DEFAULT_PATHS",
           root + "p1/ + ${ZEPH_HOME}/ " + root + "p1/ " + root + "home/");
-  EXPECT_EQ((std::vector<std::string>{root + "p1/", "", root + "home/"}),
-            defaults());
+  EXPECT_EQ((Paths{root + "p1/", "", root + "home/"}), defaults());
 }
 
 TEST_F(InfoFileServerTest, UnsetVariablesVanish) {
@@ -113,26 +115,18 @@ TEST_F(InfoFileServerTest, UnsetVariablesVanish) {
 TEST_F(InfoFileServerTest, NamesWithTheirOwnDirectories) {
   // Paths: plain, "<root>/home/../p1/", then "p2/" below the working
   // directory; the defaults aren't searched.
-  const char* name = "${ZEPH_HOME}/../p1/ p2/|one.txt two.txt";
-  mkdir((root + "plain/p2").c_str(), 0755);
-  for (const char* d : {"plain/", "p1/", "plain/p2/", "home/data/"})
-    writeFile(root + d + "one.txt", "x\n");
-  writeFile(root + "plain/two.txt", "x\n");
-  EXPECT_EQ("one.txt", findAndRemove(name));
-  EXPECT_EQ(root + "home/../p1/one.txt", findAndRemove(name));
-  EXPECT_EQ("p2/one.txt", findAndRemove(name));
-  EXPECT_EQ("two.txt", findAndRemove(name));
-  EXPECT_EQ("", findAndRemove(name));
+  place("one.txt", {"plain/", "p1/", "plain/p2/", "home/data/"});
+  place("two.txt", {"plain/"});
+  EXPECT_EQ((Paths{"one.txt", root + "home/../p1/one.txt", "p2/one.txt",
+                   "two.txt"}),
+            found("${ZEPH_HOME}/../p1/ p2/|one.txt two.txt"));
 
   // A leading "+" searches the defaults first, then the name's own.
-  writeFile(root + "p1/three.txt", "x\n");
-  EXPECT_EQ(root + "p1/three.txt", findAndRemove((root + "p1/|three.txt").c_str()));
-  writeFile(root + "p1/three.txt", "x\n");
-  writeFile(root + "home/data/three.txt", "x\n");
-  EXPECT_EQ(root + "home/data/three.txt",
-            findAndRemove(("+" + root + "p1/|three.txt").c_str()));
-  EXPECT_EQ(root + "p1/three.txt",
-            findAndRemove(("+" + root + "p1/|three.txt").c_str()));
+  place("three.txt", {"p1/"});
+  EXPECT_EQ((Paths{root + "p1/three.txt"}), found(root + "p1/|three.txt"));
+  place("three.txt", {"p1/", "home/data/"});
+  EXPECT_EQ((Paths{root + "home/data/three.txt", root + "p1/three.txt"}),
+            found("+" + root + "p1/|three.txt"));
 }
 
 TEST_F(InfoFileServerTest, CreateAlongTheDefaults) {
@@ -149,20 +143,14 @@ TEST(SplitListTest, EntriesTrimmedInPlace) {
   char text[] = "  a , b\t,c,";
   char* entries[8];
   ASSERT_EQ(4, splitList(text, entries, 8, ','));
-  EXPECT_STREQ("a", entries[0]);
-  EXPECT_STREQ("b", entries[1]);
-  EXPECT_STREQ("c", entries[2]);
-  EXPECT_STREQ("", entries[3]);
-
+  EXPECT_EQ((Paths{"a", "b", "c", ""}), Paths(entries, entries + 4));
   char limited[] = "a|b|c";
   EXPECT_EQ(2, splitList(limited, entries, 2, '|'));
   EXPECT_STREQ("b", entries[1]);
   EXPECT_EQ(0, splitList(limited, entries, 0, '|'));
-
   char tabs[] = "a\t\tb ";  // a white-space delimiter still delimits
   ASSERT_EQ(3, splitList(tabs, entries, 8, '\t'));
-  EXPECT_STREQ("", entries[1]);
-  EXPECT_STREQ("b", entries[2]);
+  EXPECT_EQ((Paths{"a", "", "b"}), Paths(entries, entries + 3));
 }
 
 }  // namespace

@@ -11,6 +11,9 @@
 
 namespace {
 
+using Keys = std::vector<unsigned long>;
+using Lines = std::vector<std::string>;
+
 // Records are copies of their lines; the table counts what it was asked
 // to make and destroy.
 class LineTable : public StaticTextDict {
@@ -25,8 +28,8 @@ class LineTable : public StaticTextDict {
     return record ? *static_cast<std::string*>(record) : "<null>";
   }
 
-  std::vector<unsigned long> made;
-  std::vector<std::string> destroyed;
+  Keys made;
+  Lines destroyed;
 
  protected:
   void* makeRecord(unsigned long key, const char* line) override {
@@ -76,25 +79,19 @@ TEST_F(StaticTextDictTest, KeysOffsetsAndRecords) {
             "99 | last");
   LineTable table(dir.file("t.txt"), 0);
   EXPECT_EQ(6, table.nKeys());  // the key-0 line counts, with no entry
-  EXPECT_EQ(12u, table.keyAt(0));
-  EXPECT_EQ(16u, table.keyAt(1));
-  EXPECT_EQ(77u, table.keyAt(2));
-  EXPECT_EQ(32u, table.keyAt(3));
-  EXPECT_EQ(99u, table.keyAt(4));
-  EXPECT_EQ(0u, table.keyAt(5));
-  EXPECT_EQ(0u, table.keyAt(-1));
+  Keys keys;
+  for (int i = -1; i <= 5; ++i) keys.push_back(table.keyAt(i));
+  EXPECT_EQ((Keys{0, 12, 16, 77, 32, 99, 0}), keys);
   EXPECT_TRUE(table.hasKey(77));
   EXPECT_FALSE(table.hasKey(0));
   EXPECT_TRUE(table.made.empty());  // nothing read yet
 
-  EXPECT_EQ("0x10 | sixteen", table.line(16));
-  EXPECT_EQ("77 | included", table.line(77));
-  EXPECT_EQ("y10 | thirty-two", table.line(32));
-  EXPECT_EQ("99 | last", table.line(99));
-  EXPECT_EQ("0x10 | sixteen", table.line(16));
-  EXPECT_EQ("<null>", table.line(0));
-  EXPECT_EQ("<null>", table.line(5));
-  EXPECT_EQ((std::vector<unsigned long>{16, 77, 32, 99}), table.made);
+  EXPECT_EQ((Lines{"0x10 | sixteen", "77 | included", "y10 | thirty-two",
+                   "99 | last", "0x10 | sixteen", "<null>", "<null>"}),
+            (Lines{table.line(16), table.line(77), table.line(32),
+                   table.line(99), table.line(16), table.line(0),
+                   table.line(5)}));
+  EXPECT_EQ((Keys{16, 77, 32, 99}), table.made);
   EXPECT_FALSE(table.lastFromTemp());
 }
 
@@ -107,10 +104,10 @@ TEST_F(StaticTextDictTest, RingEvictsInOrderOfReading) {
   table.line(1);  // still held: no reading
   EXPECT_TRUE(table.destroyed.empty());
   table.line(3);
-  EXPECT_EQ((std::vector<std::string>{"1 a"}), table.destroyed);
+  EXPECT_EQ((Lines{"1 a"}), table.destroyed);
   table.line(1);
-  EXPECT_EQ((std::vector<std::string>{"1 a", "2 b"}), table.destroyed);
-  EXPECT_EQ((std::vector<unsigned long>{1, 2, 3, 1}), table.made);
+  EXPECT_EQ((Lines{"1 a", "2 b"}), table.destroyed);
+  EXPECT_EQ((Keys{1, 2, 3, 1}), table.made);
   EXPECT_EQ(1, countOf(err.text(), "EVENT: Rotating buffer cycled for file " +
                                        dir.file("t.txt") + "\n"));
 }
@@ -130,7 +127,7 @@ TEST_F(StaticTextDictTest, TemporaryRecordsExpire) {
   EXPECT_EQ("500 first", table.line(500));
   fakeNow += 1;
   EXPECT_EQ("500 second", table.line(500));
-  EXPECT_EQ((std::vector<std::string>{"500 first"}), table.destroyed);
+  EXPECT_EQ((Lines{"500 first"}), table.destroyed);
 
   EXPECT_EQ("1 table", table.line(1));
   EXPECT_FALSE(table.lastFromTemp());
@@ -160,26 +157,24 @@ TEST_F(StaticTextDictTest, ReplacedFileIsReadAgainOnce) {
   writeFile(file, "8 eight\n7 seven\n");
   EXPECT_EQ("<null>", table.line(8));
   EXPECT_EQ("<null>", table.line(7));
-  EXPECT_EQ(1, countOf(again.text(), "BUG: Consecutive failures to reinitialize " +
-                                       file +
-                                       " table. No further lookups possible.\n"));
+  EXPECT_EQ(1, countOf(again.text(),
+                       "BUG: Consecutive failures to reinitialize " + file +
+                           " table. No further lookups possible.\n"));
 }
 
 TEST_F(StaticTextDictTest, MissingAndEmptyFiles) {
+  writeFile(dir.file("empty.txt"), "// nothing\n\n");
   StderrCapture err;
   LineTable missing(dir.file("none.txt"), 0);
-  writeFile(dir.file("empty.txt"), "// nothing\n\n");
   LineTable empty(dir.file("empty.txt"), 0);
   EXPECT_EQ(0, missing.nKeys());
   EXPECT_EQ(0, empty.nKeys());
   EXPECT_EQ("<null>", missing.line(1));
   EXPECT_EQ(0u, empty.keyAt(0));
-  EXPECT_EQ(1, countOf(err.text(), "PROBLEM: Could not get any keys from " +
-                                       dir.file("none.txt") +
-                                       " in StaticTextDict\n"));
-  EXPECT_EQ(1, countOf(err.text(), "PROBLEM: Could not open " +
-                                       dir.file("empty.txt") +
-                                       " in StaticTextDict\n"));
+  EXPECT_EQ("PROBLEM: Could not get any keys from " + dir.file("none.txt") +
+                " in StaticTextDict\nPROBLEM: Could not open " +
+                dir.file("empty.txt") + " in StaticTextDict\n",
+            err.text());
 }
 
 }  // namespace
