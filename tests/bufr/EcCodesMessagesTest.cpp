@@ -6,11 +6,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 #include <iterator>
 #include <memory>
-#include <fstream>
-#include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -52,13 +50,15 @@ class EcCodesMessagesTest : public ::testing::Test {
 
   // A fresh decoder and compressed reader for each file: what a failed
   // message leaves open reaches into the next (see StateLastsAcross...).
-  bool decodeFile(const std::string& name, bool fresh = true) {
+  bool decodeFile(const std::string& name, bool fresh = true,
+                  const std::string& path = "") {
     if (fresh) {
       decoder.reset(new TestDecoder);
       GDataDescOps::forgetSavedState();
       BufrEngineState::get().width = 0;
     }
-    std::ifstream in(kData + name + ".bufr", std::ios::binary);
+    std::ifstream in(path.empty() ? kData + name + ".bufr" : path,
+                     std::ios::binary);
     std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(in)),
                                      std::istreambuf_iterator<char>());
     EXPECT_FALSE(bytes.empty()) << name;
@@ -133,8 +133,8 @@ TEST_F(EcCodesMessagesTest, ReadsOtherwiseWhereItsRulesSaySo) {
   EXPECT_EQ(9, firstDifference(readExpected("g5_op205_op208")));
   EXPECT_STREQ("BWI-AIRPRTKBWI", decoder->decodedValues().at(9).text().chars());
   // A delayed replication inside another at the top level opens no group
-  // of its own: the outer group takes the inner members.
-  // Its inner factor then finds no group of its own, and the message fails.
+  // of its own: the outer group takes the inner members. Its inner factor
+  // then finds no group of its own, and the message fails.
   EXPECT_FALSE(decodeFile("f1_nested_delayed"));
   EXPECT_EQ(12, firstDifference(readExpected("f1_nested_delayed")));
 
@@ -178,14 +178,8 @@ TEST_F(EcCodesMessagesTest, NoOperatorReachesTheNextMessage) {
     for (const char* name :
          {"a_surface_single", "g1_op201_op202", "c3_delayed_compressed"}) {
       SCOPED_TRACE(std::string(opener) + " then " + name);
-      decoder.reset(new TestDecoder);
-      std::ifstream in(ZEPH_SOURCE_DIR "/fuzz/regressions/" + std::string(opener),
-                       std::ios::binary);
-      std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(in)),
-                                       std::istreambuf_iterator<char>());
-      ASSERT_FALSE(bytes.empty());
-      bytes.push_back(0);
-      decoder->decodeMessage(bytes.data(), bytes.size());
+      decodeFile(opener, true, ZEPH_SOURCE_DIR "/fuzz/regressions/" +
+                                   std::string(opener));
       ASSERT_TRUE(decodeFile(name, false));
       EXPECT_EQ(-1, firstDifference(readExpected(name)));
     }
