@@ -13,20 +13,21 @@
 namespace {
 
 const unsigned kAll = 0xFFFFFFFF;
+using L = LogStream;
 
 class LogPreferencesTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     StderrCapture quiet;  // the first gate reads the real preferences
-    LogStream::instance().enabled(LogStream::USE, "");
+    L::instance().enabled(L::USE, "");
   }
   void SetUp() override {
     setenv("LOG_FILE", dir.file("proc.log").c_str(), 1);
     setenv("COLLECTIVE_FILE", dir.file("all.log").c_str(), 1);
-    LogStream::instance().resetToDefaults();
+    L::instance().resetToDefaults();
   }
   void TearDown() override {
-    LogStream::instance().resetToDefaults();
+    L::instance().resetToDefaults();
     unsetenv("LOG_FILE");
     unsetenv("COLLECTIVE_FILE");
   }
@@ -51,9 +52,11 @@ class LogPreferencesTest : public ::testing::Test {
   TempDir dir;
 };
 
-LogStream& log() { return LogStream::instance(); }
-bool takes(LogStream::Sink sink, unsigned category) {
-  return (log().globalMask(sink) & category) != 0;
+LogStream& log() { return L::instance(); }
+unsigned mask(L::Sink sink) { return log().globalMask(sink); }
+unsigned prefix(L::Sink sink) { return log().prefixWord(sink); }
+bool on(unsigned category, const char* file) {
+  return log().enabled(category, file);
 }
 
 // Each statement form, with what it leaves in the log stream.
@@ -64,76 +67,63 @@ TEST_F(LogPreferencesTest, StatementForms) {
     std::function<bool()> holds;
     const char* err;  // on standard error, "" for nothing
   } cases[] = {
-      {"", [] { return log().globalMask(LogStream::TTY) == LogStream::kInitialMask; }, ""},
+      {"", [] { return mask(L::TTY) == L::kInitialMask; }, ""},
       {"all all all all = on", [] {
-         return log().globalMask(LogStream::TTY) == kAll &&
-                log().globalMask(LogStream::FILE_SINK) == kAll &&
-                log().globalMask(LogStream::COLLECTIVE) == kAll;
+         return mask(L::TTY) == kAll && mask(L::FILE_SINK) == kAll &&
+                mask(L::COLLECTIVE) == kAll;
        }, ""},
       {me + " all file debug = on\nsomeoneElse all tty debug = on", [] {
-         return takes(LogStream::FILE_SINK, LogStream::DEBUG) &&
-                !takes(LogStream::TTY, LogStream::DEBUG);
+         return (mask(L::FILE_SINK) & L::DEBUG) && !(mask(L::TTY) & L::DEBUG);
        }, ""},
       {"ALL All File Problem = Off # a comment\nall all tty all = off", [] {
-         return log().globalMask(LogStream::FILE_SINK) ==
-                    (LogStream::kInitialMask & ~LogStream::PROBLEM) &&
-                log().globalMask(LogStream::TTY) ==
-                    (LogStream::kInitialMask & ~0x1FFu);
+         return mask(L::FILE_SINK) == (L::kInitialMask & ~L::PROBLEM) &&
+                mask(L::TTY) == (L::kInitialMask & ~0x1FFu);
        }, ""},
       {"all chatty.cpp all debug = on  all tty.cpp all debug = on", [] {
-         return log().enabled(LogStream::DEBUG, "chatty.cpp") &&
-                log().enabled(LogStream::DEBUG, "tty.cpp") &&
-                !log().enabled(LogStream::DEBUG, "other.cpp");
+         return on(L::DEBUG, "chatty.cpp") && on(L::DEBUG, "tty.cpp") &&
+                !on(L::DEBUG, "other.cpp");
        }, ""},
       // a later "all" line changes the file's entry; a file line after it
       // starts from the masks as they are then
       {"all early.cpp all debug = on\nall all all debug = off\n"
        "all all all problem = off\nall late.cpp all problem = on", [] {
-         return !log().enabled(LogStream::DEBUG, "early.cpp") &&
-                log().enabled(LogStream::PROBLEM, "late.cpp") &&
-                !log().enabled(LogStream::PROBLEM, "other.cpp");
+         return !on(L::DEBUG, "early.cpp") && on(L::PROBLEM, "late.cpp") &&
+                !on(L::PROBLEM, "other.cpp");
        }, ""},
       {"Tty TimeStamp = On  all processid = on", [] {
-         return log().prefixWord(LogStream::TTY) ==
-                    (LogStream::TIMESTAMP | LogStream::PROCESSID) &&
-                log().prefixWord(LogStream::COLLECTIVE) == LogStream::PROCESSID;
+         return prefix(L::TTY) == (L::TIMESTAMP | L::PROCESSID) &&
+                prefix(L::COLLECTIVE) == L::PROCESSID;
        }, ""},
-      {"file lineno = on", [] { return log().prefixWord(LogStream::FILE_SINK) == 0; }, ""},
-      {"file filename = on file lineno = on", [] {
-         return log().prefixWord(LogStream::FILE_SINK) ==
-                (LogStream::FILENAME | LogStream::LINENO);
-       }, ""},
+      {"file lineno = on", [] { return prefix(L::FILE_SINK) == 0; }, ""},
+      {"file filename = on file lineno = on",
+       [] { return prefix(L::FILE_SINK) == (L::FILENAME | L::LINENO); }, ""},
       // the line number goes with the file name
-      {"file filename = on file lineno = on file filename = off", [] {
-         return log().prefixWord(LogStream::FILE_SINK) == 0;
-       }, ""},
-      {"collective processname = on\ncollective processname = off", [] {
-         return log().prefixWord(LogStream::COLLECTIVE) == LogStream::PROCESSNAME;
-       }, "LOG-STATUS: Warning: can't turn off timestamp or process name in the "
-          "collective log.\n"},
+      {"file filename = on file lineno = on file filename = off",
+       [] { return prefix(L::FILE_SINK) == 0; }, ""},
+      {"collective processname = on\ncollective processname = off",
+       [] { return prefix(L::COLLECTIVE) == L::PROCESSNAME; },
+       "LOG-STATUS: Warning: can't turn off timestamp or process name in the "
+       "collective log.\n"},
       {"all timestamp = on all timestamp = off", [] {
-         return log().prefixWord(LogStream::TTY) == 0 &&
-                log().prefixWord(LogStream::COLLECTIVE) == LogStream::TIMESTAMP;
+         return prefix(L::TTY) == 0 && prefix(L::COLLECTIVE) == L::TIMESTAMP;
        }, "can't turn off timestamp"},
-      {"bug abort = on verbose abort = on bug abort = off", [] {
-         return log().abortSet() == (LogStream::FATAL | LogStream::VERBOSE);
-       }, ""},
-      {"fatal abort = off\nbug abort = on", [] {
-         return log().abortSet() == (LogStream::FATAL | LogStream::BUG);
-       }, "LOG-STATUS: Line 1: You cannot turn abort off for the fatal category.\n"},
-      {"debug traceback = on debug nonsense bug abort = on", [] {
-         return log().abortSet() == (LogStream::FATAL | LogStream::BUG);
-       }, "Obsolete traceback command in logPref file ignored\n"},
+      {"bug abort = on verbose abort = on bug abort = off",
+       [] { return log().abortSet() == (L::FATAL | L::VERBOSE); }, ""},
+      {"fatal abort = off\nbug abort = on",
+       [] { return log().abortSet() == (L::FATAL | L::BUG); },
+       "LOG-STATUS: Line 1: You cannot turn abort off for the fatal "
+       "category.\n"},
+      {"debug traceback = on debug nonsense bug abort = on",
+       [] { return log().abortSet() == (L::FATAL | L::BUG); },
+       "Obsolete traceback command in logPref file ignored\n"},
   };
   for (const auto& c : cases) {
     log().resetToDefaults();
     std::string err;
     EXPECT_TRUE(read(c.text, &err)) << c.text;
     EXPECT_TRUE(c.holds()) << c.text;
-    if (*c.err)
-      EXPECT_NE(std::string::npos, err.find(c.err)) << c.text << ": " << err;
-    else
-      EXPECT_EQ("", err) << c.text;
+    EXPECT_TRUE(*c.err ? err.find(c.err) != std::string::npos : err.empty())
+        << c.text << ": " << err;
   }
 }
 
@@ -141,11 +131,11 @@ TEST_F(LogPreferencesTest, StatementForms) {
 TEST_F(LogPreferencesTest, SwitchesShowInTheLog) {
   ASSERT_TRUE(read("forceendl = off  all all tty verbose = on"));
   StderrCapture err;
-  ZLOG(LogStream::PROBLEM) << "no newline";
+  ZLOG(L::PROBLEM) << "no newline";
   for (const char* text : {"includePrefixForVerbose_ = on",
                            "suppressPrefixForVerbose_ = on"}) {
     ASSERT_TRUE(read(text));
-    ZLOG_BARE(LogStream::VERBOSE) << "continued\n";
+    ZLOG_BARE(L::VERBOSE) << "continued\n";
   }
   EXPECT_EQ("PROBLEM: no newlineVERBOSE: continued\ncontinued\n", err.text());
 }
@@ -160,7 +150,8 @@ TEST_F(LogPreferencesTest, RefusalsEndTheReading) {
       {"myprog = on", "Can't understand rest of filter command"},
       {"all tty problem = on", "Cannot understand filter/prefix control"},
       {"all all problem = on", "Sink missing from filter command"},
-      {"all all tty nothing = on", "Message category missing from filter command"},
+      {"all all tty nothing = on",
+       "Message category missing from filter command"},
       {"all all tty problem = maybe", "Malformed filter command"},
       {"all all tty problem on", "Malformed filter command"},
       {"tty problem = on", "Can't understand rest of prefix command"},
@@ -168,8 +159,10 @@ TEST_F(LogPreferencesTest, RefusalsEndTheReading) {
       {"all timestamp = 1", "Malformed prefix command"},
       {"bug abort = yes", "Malformed abort command"},
       {"forceendl on", "Malformed forceendl command"},
-      {"includePrefixForVerbose_ = 1", "Malformed includePrefixForVerbose_ command"},
-      {"suppressPrefixForVerbose_ = =", "Malformed suppressPrefixForVerbose_ command"},
+      {"includePrefixForVerbose_ = 1",
+       "Malformed includePrefixForVerbose_ command"},
+      {"suppressPrefixForVerbose_ = =",
+       "Malformed suppressPrefixForVerbose_ command"},
       {"on", "Unexpected symbol/keyword"},
       {"problem abort = on", "Unexpected symbol/keyword"},
       {"logdir", "Unexpected symbol/keyword"},
@@ -183,11 +176,12 @@ TEST_F(LogPreferencesTest, RefusalsEndTheReading) {
         << c.statement;
     EXPECT_EQ(std::string("LOG-STATUS: Line 2: ") + c.line + "\n", err)
         << c.statement;
-    EXPECT_EQ(LogStream::TIMESTAMP, log().prefixWord(LogStream::TTY))
+    EXPECT_EQ(L::TIMESTAMP, log().prefixWord(L::TTY))
         << c.statement;
   }
   std::string err;
-  EXPECT_FALSE(read("all " + std::string(20000, 'x') + " tty debug = on", &err));
+  EXPECT_FALSE(
+      read("all " + std::string(20000, 'x') + " tty debug = on", &err));
   EXPECT_EQ("fatal error - scanner input buffer overflow\n", err);
 }
 
@@ -209,12 +203,12 @@ TEST_F(LogPreferencesTest, FoundByEnvironmentDirectoryAndHome) {
     unsigned prefix;
     const char* err;
   } cases[] = {
-      {"LOG_PREF", dir.file("named"), true, true, true, LogStream::PROCESSID, ""},
+      {"LOG_PREF", dir.file("named"), true, true, true, L::PROCESSID, ""},
       {"LOG_PREF missing", dir.file("missing"), true, true, false, 0,
        "Can't open log preference file specified by LOG_PREF\nenvironment "
        "variable (LOG_PREF = "},
-      {"here before home", "", true, true, true, LogStream::TIMESTAMP, ""},
-      {"home", "", false, true, true, LogStream::UNIXTIME, ""},
+      {"here before home", "", true, true, true, L::TIMESTAMP, ""},
+      {"home", "", false, true, true, L::UNIXTIME, ""},
       {"none", "", false, false, true, 0,
        "Can't open .logPref or ~/.logPref; using defaults.\n"},
   };
@@ -230,12 +224,10 @@ TEST_F(LogPreferencesTest, FoundByEnvironmentDirectoryAndHome) {
       setenv("LOG_PREF", c.logPref.c_str(), 1);
     StderrCapture err;
     EXPECT_EQ(c.answer, readLogPreferences()) << c.what;
-    EXPECT_EQ(c.prefix, log().prefixWord(LogStream::TTY)) << c.what;
+    EXPECT_EQ(c.prefix, log().prefixWord(L::TTY)) << c.what;
     std::string text = err.text();
-    if (*c.err)
-      EXPECT_EQ(0u, text.find(c.err)) << c.what << ": " << text;
-    else
-      EXPECT_EQ("", text) << c.what;
+    EXPECT_TRUE(*c.err ? text.find(c.err) == 0 : text.empty())
+        << c.what << ": " << text;
   }
   setenv("LOG_PREF", savedPref.c_str(), 1);
   setenv("HOME", savedHome.c_str(), 1);
