@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "SeqOfPtr.h"
 #include "TestSupport.h"
 #include "TextString.h"
 
@@ -151,22 +150,13 @@ TEST(SeqOfTest, BadIndexLogsAndGivesElementZero) {
                      "size=3\n"));
 }
 
-TEST(SeqOfTest, FindFirstAndPointers) {
+TEST(SeqOfTest, FindFirst) {
   SeqOf<int> seq = sequence({4, 5, 4});
   EXPECT_EQ(0, seq.findFirst(4));
   EXPECT_EQ(2, seq.findFirst(4, 1));
   EXPECT_EQ(-1, seq.findFirst(9));
   EXPECT_EQ(-1, seq.findFirst(4, 3));
   EXPECT_EQ(-1, seq.findFirst(4, -1));
-
-  int x = 1, y = 2;
-  SeqOfPtr<int*> ptrs;
-  ptrs.append(&x);
-  ptrs.append(&y);
-  EXPECT_EQ(1, ptrs.findFirst(&y));
-  ptrs.put(0, &y);
-  EXPECT_EQ(0, ptrs.findFirst(&y));
-  EXPECT_EQ(2, ptrs.length());
 }
 
 }  // namespace
