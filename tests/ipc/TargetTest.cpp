@@ -47,11 +47,8 @@ TEST(TargetTest, TextFormsAndTheirMessages) {
     EXPECT_EQ(c.kind, target.kind()) << c.text;
     EXPECT_EQ(c.shown, textOf(target)) << c.text;
     std::string text = err.text();
-    if (*c.line == '\0') {
-      EXPECT_EQ("", text) << c.text;
-    } else {
-      EXPECT_NE(std::string::npos, text.find(c.line)) << c.text << ": " << text;
-    }
+    EXPECT_TRUE(*c.line ? text.find(c.line) != std::string::npos : text.empty())
+        << c.text << ": " << text;
   }
   IPC_Target named("NOTIFICATION_SERVER");
   EXPECT_EQ(20001, ntohs(named.address().sin_port));
