@@ -19,13 +19,12 @@ class BufrPatternsTest : public BufrTest {
     reader.reset(new TestDecoder(name));
     return reader->getBufrPatterns();
   }
-  // A template made from CDL by ncgen, as the site's are.
-  std::string makeTemplate(const std::string& cdl) {
-    writeFile(home.file("t.cdl"), cdl);
-    std::string nc = home.file("t.nc");
-    std::string command = "ncgen -o " + nc + " " + home.file("t.cdl");
-    EXPECT_EQ(0, system(command.c_str()));
-    return nc;
+  // Whether the designator of `code` takes `digits`; false without one.
+  static bool takes(const TestDecoder& reader, const char* code,
+                    const char* digits) {
+    regex_t* designator = nullptr;
+    return reader.designators().lookup(TextString(code), &designator) &&
+           BufrDecoder::matchesDesignator(TextString(digits), *designator);
   }
 };
 
@@ -40,10 +39,8 @@ TEST_F(BufrPatternsTest, PatternFileGivesRequestCodesAndDesignators) {
   EXPECT_EQ(2, reader->prefixes().length());
   EXPECT_TRUE(reader->prefixes().lookup(TextString("IUAX")));
   EXPECT_TRUE(reader->prefixes().lookup(TextString("JUSA")));
-  regex_t* acars = nullptr;
-  ASSERT_TRUE(reader->designators().lookup(TextString("IUAX"), &acars));
-  EXPECT_TRUE(BufrDecoder::matchesDesignator(TextString("01"), *acars));
-  EXPECT_FALSE(BufrDecoder::matchesDesignator(TextString("03"), *acars));
+  EXPECT_TRUE(takes(*reader, "IUAX", "01"));
+  EXPECT_FALSE(takes(*reader, "IUAX", "03"));
 
   // Read once: the second call is served from the cache.
   unlink(home.file("data/two.txt").c_str());
@@ -70,20 +67,14 @@ TEST_F(BufrPatternsTest, DesignatorRules) {
   // shorter than its count gives its last line once more.
   EXPECT_STREQ("JUSA4|JUSA5|IUPT03\n|ISXX0|IUTX0|IUTN0|IUTN0",
                pattern.chars());
-  regex_t* model = nullptr;
-  ASSERT_TRUE(reader->designators().lookup(TextString("JUSA"), &model));
-  EXPECT_TRUE(BufrDecoder::matchesDesignator(TextString("41"), *model));
-  EXPECT_FALSE(BufrDecoder::matchesDesignator(TextString("51"), *model));
+  EXPECT_TRUE(takes(*reader, "JUSA", "41"));
+  EXPECT_FALSE(takes(*reader, "JUSA", "51"));
   // A line of ten characters or less: an empty designator, matching all.
-  regex_t* profiler = nullptr;
-  ASSERT_TRUE(reader->designators().lookup(TextString("IUPT"), &profiler));
-  EXPECT_TRUE(BufrDecoder::matchesDesignator(TextString("zz"), *profiler));
+  EXPECT_TRUE(takes(*reader, "IUPT", "zz"));
   // A bad expression leaves the code without a designator.
   EXPECT_TRUE(reader->prefixes().lookup(TextString("ISXX")));
   EXPECT_FALSE(reader->designators().lookup(TextString("ISXX")));
-  regex_t* borrowed = nullptr;
-  ASSERT_TRUE(reader->designators().lookup(TextString("IUTN"), &borrowed));
-  EXPECT_TRUE(BufrDecoder::matchesDesignator(TextString("07"), *borrowed));
+  EXPECT_TRUE(takes(*reader, "IUTN", "07"));
   std::string log = err.text();
   EXPECT_EQ(1, countOf(log, "BUG: index out of range in TextString::"
                             "checkIndex() "));
@@ -114,19 +105,22 @@ TEST_F(BufrPatternsTest, MissingOrEmptyPatternFiles) {
 }
 
 TEST_F(BufrPatternsTest, TemplateNamesFeedVariables) {
-  std::string nc = makeTemplate(
-      "netcdf t {\n"
-      "dimensions:\n  recNum = UNLIMITED ;\n"
-      "variables:\n"
-      "  float temp(recNum) ;\n"
-      "    temp:tblBname = \"TEMPERATURE/AIR TEMPERATURE  | PRESSURE |"
-      "WIND SPEED\" ;\n"
-      "  float wind(recNum) ;\n"
-      "    wind:units = \"m/s\" ;\n"
-      "    wind:tblBname = \"WIND SPEED\" ;\n"
-      "  float other(recNum) ;\n"
-      "    other:units = \"1\" ;\n"
-      "}\n");
+  // A template made from CDL by ncgen, as the site's are.
+  writeFile(home.file("t.cdl"),
+            "netcdf t {\n"
+            "dimensions:\n  recNum = UNLIMITED ;\n"
+            "variables:\n"
+            "  float temp(recNum) ;\n"
+            "    temp:tblBname = \"TEMPERATURE/AIR TEMPERATURE  | PRESSURE |"
+            "WIND SPEED\" ;\n"
+            "  float wind(recNum) ;\n"
+            "    wind:units = \"m/s\" ;\n"
+            "    wind:tblBname = \"WIND SPEED\" ;\n"
+            "  float other(recNum) ;\n"
+            "    other:units = \"1\" ;\n"
+            "}\n");
+  std::string nc = home.file("t.nc");
+  ASSERT_EQ(0, system(("ncgen -o " + nc + " " + home.file("t.cdl")).c_str()));
   Dict<TextString, TextString> dict =
       BufrDecoder::readTemplateDict(TextString(nc.c_str()), "tblBname");
   EXPECT_EQ(3, dict.length());

@@ -61,16 +61,6 @@ TEST_F(BufrReaderTest, BitReaderAcrossOctets) {
   EXPECT_TRUE(peer.getCharacters(9).isEmpty());
   EXPECT_TRUE(peer.overrun());
   peer.detach();
-
-  const unsigned char octets[2] = {0x1F, 0x15};
-  EXPECT_EQ(31021, peer.readDescriptor(octets));
-  int x, y;
-  EXPECT_EQ(0, BufrDecoder::splitDescriptor(31021, x, y));
-  EXPECT_EQ(31, x);
-  EXPECT_EQ(21, y);
-  EXPECT_EQ(3, BufrDecoder::splitDescriptor(309052, x, y));
-  EXPECT_EQ(9, x);
-  EXPECT_EQ(52, y);
 }
 
 TEST_F(BufrReaderTest, SectionOneAndOnlyTheFirstMessage) {

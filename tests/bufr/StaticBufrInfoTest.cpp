@@ -117,29 +117,11 @@ TEST_F(StaticBufrInfoTest, MissingFiles) {
             err3.text().find("PROBLEM: Unable to open table B file "
                              "/data/bufrTableB\n"));
   setenv("ZEPH_HOME", home.path().c_str(), 1);
-
   setenv("ZEPH_DATA", "/var/zeph", 1);
   TextString data("/raw/acars/"), bad("/bad/acars/");
   StaticBufrInfo::instance().makeDataPaths(data, bad);
   EXPECT_STREQ("/var/zeph/raw/acars/", data.chars());
   EXPECT_STREQ("/var/zeph/bad/acars/", bad.chars());
-}
-
-// The tables of the sample site, as the generator makes them from the WMO
-// master tables, load whole.
-TEST_F(StaticBufrInfoTest, SampleSiteTablesLoad) {
-  setenv("ZEPH_HOME", ZEPH_SOURCE_DIR "/site", 1);
-  ASSERT_TRUE(StaticBufrInfo::instance().loadTables());
-  EXPECT_GT(tables().tableBCount(), 1000);
-  EXPECT_GT(tables().tableDCount(), 400);
-  TableBEntry entry;
-  ASSERT_TRUE(tables().tableBEntry(12001, entry));
-  EXPECT_EQ(12, entry.bits());
-  int bits = 0;
-  EXPECT_TRUE(tables().isCharacterDescriptor(1015, bits));
-  EXPECT_TRUE(tables().isReplicationDescriptor(31001));
-  SeqOf<int> list;
-  EXPECT_TRUE(tables().tableDSequence(310011, list));
 }
 
 }  // namespace

@@ -108,7 +108,8 @@ std::string corrupt(const std::string& file, std::mt19937& random) {
       size_t at = start == std::string::npos ? 0 : start + 4;
       if (start != std::string::npos && random() % 2) {
         size_t section = start + 8;
-        for (int hops = random() % 3; hops > 0 && section + 3 < bytes.size(); --hops)
+        for (int hops = random() % 3; hops > 0 && section + 3 < bytes.size();
+             --hops)
           section += (size_t(uint8_t(bytes[section])) << 16) |
                      (size_t(uint8_t(bytes[section + 1])) << 8) |
                      uint8_t(bytes[section + 2]);
@@ -169,7 +170,8 @@ TEST_F(CorruptionCampaignTest, EveryFileIsDeletedOrMovedAndStoredRecordsRead) {
     makeProductDirectories(*product.traits);
     for (const auto& point : product.pointDirectories)
       makePointDirectory(point.first, point.second);
-    std::string samples = ZEPH_SOURCE_DIR "/site/samples/" + std::string(product.samples);
+    std::string samples =
+        ZEPH_SOURCE_DIR "/site/samples/" + std::string(product.samples);
     std::vector<std::string> files;
     // The sample files are the regular files without an extension.
     for (const std::string& name : names(samples))

@@ -243,8 +243,9 @@ TEST_F(ModelDecoderTest, FileThatVanishesAfterTheListing) {
   StderrCapture err;
   decoder.processFile((input() + "/").c_str(), "JUSA41_gone", 0, 1);
   std::string log = err.text();
-  for (const char* line : {" stat() failure on file ", "PROBLEM: Unable to move ",
-                           "JUSA41_gone FAILED on unlink() command: "})
+  for (const char* line :
+       {" stat() failure on file ", "PROBLEM: Unable to move ",
+        "JUSA41_gone FAILED on unlink() command: "})
     EXPECT_NE(std::string::npos, log.find(line)) << line;
   EXPECT_TRUE(names(bad()).empty());
 }
