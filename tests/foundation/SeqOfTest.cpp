@@ -69,7 +69,8 @@ TEST(SeqOfTest, SetLengthShrinksOnlyWhenMostlyUnused) {
                {50, 39, 39},   {200, 180, 200}, {200, 179, 179}, {3, 0, 3},
                {5, 2, 5}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(std::to_string(c.capacity) + " to " + std::to_string(c.length));
+    SCOPED_TRACE(std::to_string(c.capacity) + " to " +
+                 std::to_string(c.length));
     SeqOf<int> seq = sequence(Ints(c.capacity, 1));
     ASSERT_EQ(c.capacity, seq.capacity());
     seq.setLength(c.length);

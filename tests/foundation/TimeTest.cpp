@@ -46,9 +46,11 @@ TEST(AbsTimeTest, FromPartsAgreesWithTheCalendar) {
         AbsTime(2004, 4, 1, 0, 60), AbsTime(2004, 4, 1, 0, 0, -1)})
     EXPECT_FALSE(bad.isValid());
   EXPECT_EQ(0, AbsTime::daysInMonth(0, 2004));
-  std::string log = err.text();
-  EXPECT_EQ(9, countOf(log, "BUG: Improper time values for AbsTime::AbsTime()\n"));
-  EXPECT_EQ(1, countOf(log, "BUG: daysInMonth supplied with bad month number\n"));
+  std::string expected;
+  for (int i = 0; i < 9; ++i)
+    expected += "BUG: Improper time values for AbsTime::AbsTime()\n";
+  EXPECT_EQ(expected + "BUG: daysInMonth supplied with bad month number\n",
+            err.text());
 }
 
 TEST(AbsTimeTest, PartsAndGmtForm) {

@@ -156,7 +156,8 @@ class DispatchBufferTest : public ::testing::Test {
 TEST_F(DispatchBufferTest, TheReceiverOfTheModuleGetsTheArguments) {
   EXPECT_TRUE(dispatch(message("00000030", "00000005")));
   ASSERT_EQ(1u, receiver.received.size());
-  EXPECT_EQ("1 " + loopbackName() + "/5000/4242 0000002a", receiver.received[0]);
+  EXPECT_EQ("1 " + loopbackName() + "/5000/4242 0000002a",
+            receiver.received[0]);
   // A length word shorter than the bytes: the rest isn't the message's.
   EXPECT_TRUE(dispatch(message("0000002c", "00000005") + "ffff"));
   EXPECT_EQ("1 " + loopbackName() + "/5000/4242 ", receiver.received[1]);

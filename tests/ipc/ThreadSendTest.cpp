@@ -47,7 +47,9 @@ bool sendThreadsEnd() {
   return sendThreads() == 0;
 }
 
-SocketConnection* connection() { return Connection::get(0)->asSocketConnection(); }
+SocketConnection* connection() {
+  return Connection::get(0)->asSocketConnection();
+}
 
 DataSocket* socketTo(const IPC_Target& peer) {
   DataSocket* found = nullptr;
