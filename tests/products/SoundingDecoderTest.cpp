@@ -11,6 +11,7 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <memory>
 
 #include "ExpectedValues.h"
 #include "GOESBufrDecoder.h"
@@ -112,7 +113,8 @@ class SoundingDecoderTest : public ProductSiteTest,
     LogStream::instance().setFilter(nullptr, nullptr, LogStream::TTY,
                                     LogStream::VERBOSE, verbose);
     StderrCapture err;
-    delete family().make();
+    std::unique_ptr<ProductDecoder> made(family().make());
+    EXPECT_EQ(family().traits.registrationPeriod, made->registrationPeriod());
     LogStream::instance().setFilter(nullptr, nullptr, LogStream::TTY,
                                     LogStream::VERBOSE, false);
     return err.text();
