@@ -56,29 +56,11 @@ TEST_F(FileSetTest, ATimeGoesToTheFileOfItsPeriod) {
   EXPECT_FALSE(std::ifstream(dir.file("scrfil")).good());
 }
 
-TEST_F(FileSetTest, APurgedFileIsNoticed) {
+TEST_F(FileSetTest, ALostRecordOrAPurgedFileIsNoticed) {
   makeWriter();
   writer->setCheckInterval(0);
   ASSERT_NE(nullptr, put("KDEN", kNoon + 600).handle);
   ASSERT_NE(nullptr, put("KDEN", kNoon + kHour + 600, 77).handle);
-  ASSERT_EQ(0, unlink(fileOf(kNoon).c_str()));
-  {
-    StderrCapture err;
-    EXPECT_EQ(nullptr, put("KBOU", kNoon + 1200).handle);
-    EXPECT_EQ("EVENT: This file was probably purged away\n", err.text());
-  }
-  EXPECT_EQ(AbsTime(kNoon + kHour), writer->oldestUsableTime());
-  EXPECT_EQ(1, writer->fileTimes().length());
-  // An older time is refused at once; the newer file goes on.
-  EXPECT_EQ(nullptr, put("KBOU", kNoon + 1300).handle);
-  EXPECT_FALSE(std::ifstream(fileOf(kNoon)).good()) << "nothing made again";
-  EXPECT_EQ(1, put("KBOU", kNoon + kHour + 700).record);
-  EXPECT_EQ(77, getDoubles(fileOf(kNoon + kHour), "temperature")[0]);
-}
-
-TEST_F(FileSetTest, AnInconsistentPictureIsRebuilt) {
-  makeWriter();
-  ASSERT_NE(nullptr, put("KDEN", kNoon + 600).handle);
   // The record leaves the picture while the list still names the file.
   writer->dropFileInfo(writer->fileInfoAt(AbsTime(kNoon)));
   {
@@ -97,6 +79,20 @@ TEST_F(FileSetTest, AnInconsistentPictureIsRebuilt) {
   EXPECT_FALSE(s.isNew);
   EXPECT_EQ(0, s.record);
   EXPECT_EQ(1, put("KBOU", kNoon + 1200).record);
+
+  ASSERT_EQ(0, unlink(fileOf(kNoon).c_str()));
+  {
+    StderrCapture err;
+    EXPECT_EQ(nullptr, put("KBOU", kNoon + 1300).handle);
+    EXPECT_EQ("EVENT: This file was probably purged away\n", err.text());
+  }
+  EXPECT_EQ(AbsTime(kNoon + kHour), writer->oldestUsableTime());
+  EXPECT_EQ(1, writer->fileTimes().length());
+  // An older time is refused at once; the newer file goes on.
+  EXPECT_EQ(nullptr, put("KBOU", kNoon + 1400).handle);
+  EXPECT_FALSE(std::ifstream(fileOf(kNoon)).good()) << "nothing made again";
+  EXPECT_EQ(1, put("KBOU", kNoon + kHour + 700).record);
+  EXPECT_EQ(77, getDoubles(fileOf(kNoon + kHour), "temperature")[0]);
 }
 
 TEST_F(FileSetTest, ABadFileIsHeldOutForThreeScans) {
@@ -139,16 +135,17 @@ TEST_F(FileSetTest, ABadFileIsHeldOutForThreeScans) {
   EXPECT_EQ(2, writer->fileTimes().length());
 }
 
-TEST_F(FileSetTest, AWriterKeepsOnlyItsNewestFilesOpen) {
+TEST_F(FileSetTest, AWriterKeepsItsNewestFilesOpenAndARecordItsHandle) {
   TemplateForm form;
   form.globals = "  :max_open = 2 ;\n";
   makeWriter(form);
   int base = NetcdfPointData::fileOpenCount();
+  auto opened = [&] { return NetcdfPointData::fileOpenCount() - base; };
   for (int hour = 0; hour < 4; ++hour) {
     for (int i = 0; i < 3; ++i)
-      ASSERT_NE(nullptr, put("S" + std::to_string(i), kNoon + hour * kHour + i)
-                             .handle);
-    EXPECT_GE(2, NetcdfPointData::fileOpenCount() - base) << "hour " << hour;
+      ASSERT_NE(nullptr,
+                put("S" + std::to_string(i), kNoon + hour * kHour + i).handle);
+    EXPECT_GE(2, opened()) << "hour " << hour;
   }
   // The older files are closed and hold no tables.
   for (int hour = 0; hour < 2; ++hour) {
@@ -160,32 +157,29 @@ TEST_F(FileSetTest, AWriterKeepsOnlyItsNewestFilesOpen) {
   // A late report opens its old file for the store and closes it again.
   Stored late = put("S9", kNoon + 10, 1, true);
   ASSERT_NE(nullptr, late.handle);
-  EXPECT_EQ(3, NetcdfPointData::fileOpenCount() - base);
+  EXPECT_EQ(3, opened());
   EXPECT_TRUE(writer->releaseHandle(late.handle));
-  EXPECT_EQ(2, NetcdfPointData::fileOpenCount() - base);
+  EXPECT_EQ(2, opened());
   EXPECT_EQ(4, recordCount(fileOf(kNoon)));
   EXPECT_EQ(3, getInts(fileOf(kNoon), "lastRecord")[3]);
-}
 
-TEST_F(FileSetTest, OpenFilesAndHandlesOfARecord) {
-  makeWriter();
-  ASSERT_NE(nullptr, put("KDEN", kNoon + 10).handle);
+  // Each open record has one handle.
   PointNetcdfFileInfo* info = writer->fileInfoAt(AbsTime(kNoon));
-  ASSERT_NE(nullptr, info);
-  int base = NetcdfPointData::fileOpenCount();
+  ASSERT_TRUE(writer->openFileInfo(info));
+  EXPECT_EQ(3, opened());
+  EXPECT_EQ(3, writer->handleCount());
   writer->closeFileInfo(info);
   EXPECT_EQ(nullptr, info->handle);
-  EXPECT_EQ(base - 1, NetcdfPointData::fileOpenCount());
+  EXPECT_EQ(2, opened());
+  EXPECT_EQ(2, writer->handleCount());
   ASSERT_TRUE(writer->openFileInfo(info));
   ASSERT_NE(nullptr, info->ncFile);
-  EXPECT_EQ(base, NetcdfPointData::fileOpenCount());
-  EXPECT_EQ(1, writer->handleCount());
-
+  EXPECT_EQ(3, writer->handleCount());
   // A record that has a good file keeps it and lets the other go.
   NcFile* other = writer->openNetCdfFile(info->path, true, true);
   ASSERT_NE(nullptr, other);
   writer->giveNcFileToFileInfo(info, other);
-  EXPECT_EQ(base, NetcdfPointData::fileOpenCount());
+  EXPECT_EQ(3, opened());
   // A handle that lost its file takes the one given, id and all.
   NcFile* own = info->ncFile;
   info->ncFile = nullptr;
@@ -197,24 +191,24 @@ TEST_F(FileSetTest, OpenFilesAndHandlesOfARecord) {
             err.text());
   EXPECT_EQ(own, info->ncFile);
   EXPECT_EQ(own->id(), *info->handle);
-  EXPECT_EQ(1, put("KBOU", kNoon + 20).record);
+  EXPECT_EQ(4, put("S9", kNoon + 20).record);
 
   // A file that a query can't read is held out of the next scans; the
   // newest makes the caller wait a second instead.
-  copyTemplate({kNoon + kHour});
+  const long newest = kNoon + 4 * kHour;
+  copyTemplate({newest});
   ASSERT_TRUE(writer->resync());
   StderrCapture noted;
-  writer->noteFileAccessError(writer->fileInfoAt(AbsTime(kNoon + kHour)));
+  writer->noteFileAccessError(writer->fileInfoAt(AbsTime(newest)));
   writer->noteFileAccessError(info);
   EXPECT_EQ("PROBLEM: File access error noted for newest file, " +
-                fileOf(kNoon + kHour) +
-                ", pausing.\nPROBLEM: File access error noted for " +
-                fileOf(kNoon) + "\n",
+                fileOf(newest) + ", pausing.\nPROBLEM: File access error "
+                "noted for " + fileOf(kNoon) + "\n",
             noted.text());
   EXPECT_TRUE(writer->isBadFile(AbsTime(kNoon)));
   writeFile(dir.file("note"), "");
   writer->resync();
-  EXPECT_EQ(1, writer->fileTimes().length());
+  EXPECT_EQ(4, writer->fileTimes().length());
   EXPECT_EQ(nullptr, writer->fileInfoAt(AbsTime(kNoon)));
 }
 

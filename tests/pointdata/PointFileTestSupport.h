@@ -2,8 +2,8 @@
 #define ZEPH_TESTS_POINTDATA_POINTFILETESTSUPPORT_H_
 
 // Real point files for the store's tests: templates and their records
-// written as CDL and made by ncgen, and writes through the netCDF library
-// for what another process adds.
+// written as CDL and made by ncgen, and read back through the netCDF
+// library.
 
 #include <gtest/gtest.h>
 #include <netcdf.h>
@@ -116,37 +116,6 @@ class OpenFile {
  private:
   int _ncid = -1;
 };
-
-// Writes values of one variable from index `start` on (rows of text for a
-// char variable of two dimensions), as a writer in another process would.
-template <class T>
-void putValues(int ncid, const char* name, size_t start,
-               const std::vector<T>& values,
-               int (*put)(int, int, const size_t*, const size_t*, const T*)) {
-  int var = -1;
-  size_t count = values.size();
-  ASSERT_EQ(NC_NOERR, nc_inq_varid(ncid, name, &var)) << name;
-  ASSERT_EQ(NC_NOERR, put(ncid, var, &start, &count, values.data())) << name;
-}
-inline void putInts(int ncid, const char* name, size_t start,
-                    const std::vector<int>& values) {
-  putValues(ncid, name, start, values, nc_put_vara_int);
-}
-inline void putDoubles(int ncid, const char* name, size_t start,
-                       const std::vector<double>& values) {
-  putValues(ncid, name, start, values, nc_put_vara_double);
-}
-inline void putRows(int ncid, const char* name, size_t row,
-                    const std::vector<std::string>& rows) {
-  int var = -1;
-  ASSERT_EQ(NC_NOERR, nc_inq_varid(ncid, name, &var)) << name;
-  for (size_t i = 0; i < rows.size(); ++i) {
-    size_t start[2] = {row + i, 0};
-    size_t count[2] = {1, rows[i].size()};
-    ASSERT_EQ(NC_NOERR,
-              nc_put_vara_text(ncid, var, start, count, rows[i].c_str()));
-  }
-}
 
 // The whole of a variable as read back by plain netCDF calls, for checks
 // that don't go through the store, with the lengths of its dimensions;

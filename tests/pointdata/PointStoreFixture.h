@@ -51,14 +51,15 @@ class PointStoreFixture : public ::testing::Test {
   // released unless `keep`.
   Stored put(const std::string& id, double time, float temperature = 10,
              bool keep = false) {
-    SeqOf<TextString> ids;
-    ids.append(id.c_str());
-    SeqOf<double> times;
-    times.append(time);
-    return putWith(ids, times, temperature, keep);
+    return putWith({id}, {time}, temperature, keep);
   }
-  Stored putWith(const SeqOf<TextString>& ids, const SeqOf<double>& times,
-                 float temperature = 10, bool keep = false) {
+  Stored putWith(const std::vector<std::string>& idList,
+                 const std::vector<double>& timeList, float temperature = 10,
+                 bool keep = false) {
+    SeqOf<TextString> ids;
+    for (const std::string& id : idList) ids.append(id.c_str());
+    SeqOf<double> times;
+    for (double t : timeList) times.append(t);
     Stored s;
     s.handle = writer->getFileHandleAndRecord(ids, times, s.record, s.isNew);
     if (s.handle != nullptr) finish(s, temperature, keep);

@@ -67,85 +67,94 @@ class ReadQueryTest : public PointStoreFixture {
   std::unique_ptr<NetcdfPointData> reader;
 };
 
+// Inventories answer from the index; an earlier result is extended by
+// what came since.
 TEST_F(ReadQueryTest, InventoriesAnswerFromTheIndex) {
   storeStations();
   NetcdfPointData& r = makeReader();
-  using Query = std::function<bool(SeqOf<DataTime>&)>;
+  using Times = SeqOf<DataTime>;
   const long h1 = kNoon + kHour;
   const long h2 = kNoon + 2 * kHour;
   struct Case {
     const char* what;
-    Query query;
+    std::function<bool(Times&)> query;
     std::vector<long> expected;
   } cases[] = {
-      {"id, exact", [&](SeqOf<DataTime>& t) { return r.idInventory("KDEN", t, -1); },
+      {"id, exact", [&](Times& t) { return r.idInventory("KDEN", t, -1); },
        {kNoon + 100, kNoon + 1000, h1 + 2000}},
-      {"id, bins", [&](SeqOf<DataTime>& t) { return r.idInventory("KDEN", t, 0); },
+      {"id, bins", [&](Times& t) { return r.idInventory("KDEN", t, 0); },
        {kNoon, kNoon + 900, h1 + 1800}},
-      {"id, 30 s acts as a bin", [&](SeqOf<DataTime>& t) { return r.idInventory("KDEN", t, 30); },
+      {"id, 30 s acts as a bin",
+       [&](Times& t) { return r.idInventory("KDEN", t, 30); },
        {kNoon, kNoon + 900, h1 + 1800}},
-      {"id, hours", [&](SeqOf<DataTime>& t) { return r.idInventory("KDEN", t, 3600); },
+      {"id, hours", [&](Times& t) { return r.idInventory("KDEN", t, 3600); },
        {kNoon, h1}},
-      {"id, exact, range", [&](SeqOf<DataTime>& t) {
-         return r.idInventory("KDEN", span(kNoon + 500, h1), t, -1); },
+      {"id, exact, range",
+       [&](Times& t) {
+         return r.idInventory("KDEN", span(kNoon + 500, h1), t, -1);
+       },
        {kNoon + 1000}},
-      {"unknown id", [&](SeqOf<DataTime>& t) { return r.idInventory("KXXX", t, -1); }, {}},
-      {"all, exact", [&](SeqOf<DataTime>& t) { return r.inventory(t, -1); },
+      {"unknown id", [&](Times& t) { return r.idInventory("KXXX", t, -1); },
+       {}},
+      {"all, exact", [&](Times& t) { return r.inventory(t, -1); },
        {kNoon + 100, kNoon + 200, kNoon + 1000, h1 + 2000, h2 + 3000}},
-      {"all, bins", [&](SeqOf<DataTime>& t) { return r.inventory(t, 0); },
+      {"all, bins", [&](Times& t) { return r.inventory(t, 0); },
        {kNoon + 0, kNoon + 900, h1 + 1800, h2 + 2700}},
-      {"all, bins, range", [&](SeqOf<DataTime>& t) {
-         return r.inventory(span(h1, h1 + 3599), t, 0); },
+      {"all, bins, range",
+       [&](Times& t) { return r.inventory(span(h1, h1 + 3599), t, 0); },
        {h1 + 1800}},
-      {"all, a range that misses every file", [&](SeqOf<DataTime>& t) {
-         return r.inventory(span(kNoon - 9000, kNoon - 8000), t, -1); }, {}},
+      {"all, a range that misses every file",
+       [&](Times& t) {
+         return r.inventory(span(kNoon - 9000, kNoon - 8000), t, -1);
+       },
+       {}},
   };
   for (const Case& c : cases) {
-    SeqOf<DataTime> times;
+    Times times;
     times.append(DataTime(AbsTime(5)));  // the output is emptied first
     EXPECT_TRUE(c.query(times)) << c.what;
     EXPECT_EQ(c.expected, validTimes(times)) << c.what;
     for (int i = 0; i < times.length(); ++i)
       EXPECT_EQ(768u, times.at(i).flags()) << c.what;
   }
+  using Abs = SeqOf<AbsTime>;
   struct AbsCase {
     const char* what;
-    std::function<bool(SeqOf<AbsTime>&)> query;
+    std::function<bool(Abs&)> query;
     std::vector<long> expected;
   } absCases[] = {
-      {"id, files", [&](SeqOf<AbsTime>& t) { return r.idTimes("KBOU", t, 0); }, {kNoon, h2}},
-      {"id, exact", [&](SeqOf<AbsTime>& t) { return r.idTimes("KBOU", t, -1); },
+      {"id, files", [&](Abs& t) { return r.idTimes("KBOU", t, 0); },
+       {kNoon, h2}},
+      {"id, exact", [&](Abs& t) { return r.idTimes("KBOU", t, -1); },
        {kNoon + 200, h2 + 3000}},
-      {"all, files", [&](SeqOf<AbsTime>& t) { return r.allTimes(t, 0); }, {kNoon, h1, h2}},
-      {"all, by names", [&](SeqOf<AbsTime>& t) { return r.allTimes(t, 7200); }, {kNoon, h2}},
-      {"all, exact, range", [&](SeqOf<AbsTime>& t) {
-         return r.allTimes(span(kNoon + 150, h1 + 2000), t, -1); },
+      {"all, files", [&](Abs& t) { return r.allTimes(t, 0); },
+       {kNoon, h1, h2}},
+      {"all, by names", [&](Abs& t) { return r.allTimes(t, 7200); },
+       {kNoon, h2}},
+      {"all, exact, range",
+       [&](Abs& t) {
+         return r.allTimes(span(kNoon + 150, h1 + 2000), t, -1);
+       },
        {kNoon + 200, kNoon + 1000, h1 + 2000}},
   };
   for (const AbsCase& c : absCases) {
-    SeqOf<AbsTime> times;
+    Abs times;
     EXPECT_TRUE(c.query(times)) << c.what;
     EXPECT_EQ(c.expected, seconds(times)) << c.what;
   }
-  SeqOf<DataTime> none;
+  Times none;
   EXPECT_FALSE(r.inventory(span(kNoon, kNoon), none, 0)) << "an empty range";
-}
 
-TEST_F(ReadQueryTest, AnEarlierResultIsExtendedByWhatCameSince) {
-  storeStations();
-  NetcdfPointData& r = makeReader();
-  SeqOf<DataTime> before;
-  ASSERT_TRUE(r.inventory(before, -1));
-  putAtStation("KAPA", kNoon + 2 * kHour + 60, 39.6f, -104.8f);
-  // Within the second of its last look a reader learns of new data by
-  // the notification.
-  r.noteNewDataTime(DataTime(AbsTime(kNoon + 2 * kHour + 60)));
-  SeqOf<DataTime> after;
-  ASSERT_TRUE(r.inventory(before, after, -1));
+  // Within the second of its last look a reader learns of new data by the
+  // notification.
+  Times before, after, fresh;
+  ASSERT_TRUE(makeReader().inventory(before, -1));
+  putAtStation("KAPA", h2 + 60, 39.6f, -104.8f);
+  reader->noteNewDataTime(DataTime(AbsTime(h2 + 60)));
+  ASSERT_TRUE(reader->inventory(before, after, -1));
   std::vector<long> expected = validTimes(before);
-  expected.insert(expected.end() - 1, kNoon + 2 * kHour + 60);
+  expected.insert(expected.end() - 1, h2 + 60);
   EXPECT_EQ(expected, validTimes(after));
-  SeqOf<DataTime> fresh;
   ASSERT_TRUE(makeReader().inventory(fresh, -1));
   EXPECT_EQ(validTimes(fresh), validTimes(after));
 }

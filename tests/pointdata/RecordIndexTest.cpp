@@ -29,7 +29,7 @@ const char* const kFourReports =
     "  firstOverflow = -1 ;\n  globalInventory = 15 ;\n"
     "  firstInBin = 0, 1, 2, 3 ;\n  lastInBin = 0, 1, 2, 3 ;\n";
 
-class RecordIndexTest : public ::testing::Test {
+class RecordIndexTest : public PointStoreFixture {
  protected:
   std::string makeFile(TemplateForm form, const std::string& data,
                        const std::string& name = "20240601_1200") {
@@ -57,41 +57,39 @@ class RecordIndexTest : public ::testing::Test {
   static std::string row(const char* table, long r, long width) {
     return std::string(table + r * width);
   }
-
-  TempDir dir;
 };
 
 TEST_F(RecordIndexTest, EachLevelLoadsItsTablesOnly) {
   std::string path = makeFile(TemplateForm(), kFourReports);
-  NetcdfPointData writer(dir.path().c_str(), true, false);
+  NetcdfPointData store(dir.path().c_str(), true, false);
   PointNetcdfFileInfo info;
   OpenFile file(path);
-  ASSERT_TRUE(load(writer, info, path, 1, file.id()));
+  ASSERT_TRUE(load(store, info, path, 1, file.id()));
   EXPECT_EQ(std::vector<long>({1, 4, 3, 0xF}),
             std::vector<long>({info.level, info.nRecords, info.nStaticIds,
                                info.globalInventory}));
   EXPECT_EQ(nullptr, info.firstInBin);
 
-  ASSERT_TRUE(writer.updateFileInfo(file.id(), &info, 2));
+  ASSERT_TRUE(store.updateFileInfo(file.id(), &info, 2));
   EXPECT_EQ(2, info.level);
   EXPECT_EQ(3, info.lastInBin[3]);
   EXPECT_EQ(nullptr, info.staticIds);
 
-  ASSERT_TRUE(writer.updateFileInfo(file.id(), &info, 3));
+  ASSERT_TRUE(store.updateFileInfo(file.id(), &info, 3));
   EXPECT_EQ(3, info.level);
   EXPECT_EQ("KBOU", row(info.staticIds, 1, 10));
   EXPECT_EQ(2, info.lastRecord[2]);
   EXPECT_EQ(5, info.inventory[2]);
   EXPECT_EQ(nullptr, info.invTime);
 
-  ASSERT_TRUE(writer.updateFileInfo(file.id(), &info, 4));
+  ASSERT_TRUE(store.updateFileInfo(file.id(), &info, 4));
   EXPECT_EQ(4, info.level) << "no overflow: level 4 is all a writer needs";
   EXPECT_EQ(kNoon + 100, info.invTime[0]) << "the time variable, cut";
   EXPECT_EQ(0, info.prevRecord[2]);
   EXPECT_EQ(54, info.capacity) << "the length and a step of maxStaticIds";
   EXPECT_EQ(nullptr, info.recordIds);
 
-  ASSERT_TRUE(writer.updateFileInfo(file.id(), &info, 5));
+  ASSERT_TRUE(store.updateFileInfo(file.id(), &info, 5));
   EXPECT_EQ(5, info.level);
   EXPECT_EQ("KAPA", row(info.recordIds, 3, 10));
   EXPECT_FLOAT_EQ(-104.7f, info.lons[0]);
@@ -102,7 +100,7 @@ TEST_F(RecordIndexTest, EachLevelLoadsItsTablesOnly) {
   EXPECT_EQ(0, info.capacity);
   EXPECT_TRUE(info.firstInBin == nullptr && info.staticIds == nullptr &&
               info.recordIds == nullptr);
-  ASSERT_TRUE(writer.updateFileInfo(file.id(), &info, 5));
+  ASSERT_TRUE(store.updateFileInfo(file.id(), &info, 5));
   EXPECT_EQ("KDEN", row(info.recordIds, 2, 10)) << "loaded again";
 }
 
@@ -146,22 +144,15 @@ TEST_F(RecordIndexTest, AnotherProcessAppendsAndOnlyTheNewRecordsAreRead) {
   info.invTime[0] = 12345;
   info.lastRecord[0] = 99;
 
+  // A writer in another process adds KDEN, chained to its record 2, and
+  // KEGE, a new row of the table.
+  makeWriter();
   usleep(20000);  // a modification time of its own
   pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
-    {  // closed, and so written, before the child ends
-      OpenFile file(path, NC_WRITE);
-      int f = file.id();
-      putRows(f, "stationId", 4, {"KDEN", "KEGE"});
-      putDoubles(f, "timeObs", 4, {kNoon + 3100.0, kNoon + 3200.0});
-      putInts(f, "prevRecord", 4, {2, -1});
-      putInts(f, "isOverflow", 4, {0, 0});
-      putRows(f, "staticIds", 3, {"KEGE"});
-      putInts(f, "lastRecord", 0, {3, 1, 4, 5});
-      putInts(f, "nStaticIds", 0, {4});
-      putInts(f, "lastInBin", 3, {5});
-    }
+    put("KDEN", kNoon + 3100);
+    put("KEGE", kNoon + 3200);
     _exit(::testing::Test::HasFailure() ? 1 : 0);
   }
   int status = -1;
@@ -211,12 +202,12 @@ TEST_F(RecordIndexTest, WhatIsReadAgainAndWhatIsTrusted) {
   EXPECT_EQ(kNoon + 1000, fresh.invTime[1]) << "tables loaded before follow";
   reader.closeFileInfo(&fresh);
 
-  NetcdfPointData writer(dir.path().c_str(), true, false);
+  NetcdfPointData store(dir.path().c_str(), true, false);
   PointNetcdfFileInfo own;
   OpenFile file(path);
-  ASSERT_TRUE(load(writer, own, path, 3, file.id()));
+  ASSERT_TRUE(load(store, own, path, 3, file.id()));
   own.staticIds[0] = 'X';
-  ASSERT_TRUE(writer.updateFileInfo(file.id(), &own, 3));
+  ASSERT_TRUE(store.updateFileInfo(file.id(), &own, 3));
   EXPECT_EQ('X', own.staticIds[0]) << "a writer trusts its own tables";
 }
 
@@ -231,10 +222,10 @@ TEST_F(RecordIndexTest, OverflowRecordsAreFoundNewestFirst) {
       "  nStaticIds = 2 ;\n  staticIds = \"KAAA\", \"KBBB\" ;\n"
       "  lastRecord = 0, 1 ;\n  prevRecord = -1, -1, -1, -1, 2 ;\n"
       "  isOverflow = 0, 0, 1, 1, 1 ;\n  firstOverflow = 2 ;\n");
-  NetcdfPointData writer(dir.path().c_str(), true, false);
+  NetcdfPointData store(dir.path().c_str(), true, false);
   PointNetcdfFileInfo info;
   OpenFile file(path);
-  ASSERT_TRUE(load(writer, info, path, 4, file.id()));
+  ASSERT_TRUE(load(store, info, path, 4, file.id()));
   EXPECT_EQ(5, info.level) << "overflow began: ids are searched by record";
   EXPECT_EQ(1, info.isOverflow[4]);
   EXPECT_EQ(0, NetcdfPointData::findStaticId("KAAA", &info));
@@ -269,7 +260,7 @@ TEST_F(RecordIndexTest, BisectionOfTheTableAtItsEdges) {
   }
   const Case cases[] = {
       {{"KDEN"}, {"KAAA", "KZZZ"}}, {{"B", "D"}, {"A", "C", "E"}}, many};
-  NetcdfPointData writer(dir.path().c_str(), true, false);
+  NetcdfPointData store(dir.path().c_str(), true, false);
   int n = 0;
   for (const Case& c : cases) {
     TemplateForm form;
@@ -283,7 +274,7 @@ TEST_F(RecordIndexTest, BisectionOfTheTableAtItsEdges) {
         makeFile(form, data + " ;\n  stationId = \"x\" ;\n", form.cdlDate);
     PointNetcdfFileInfo info;
     OpenFile file(path);
-    ASSERT_TRUE(load(writer, info, path, 3, file.id()));
+    ASSERT_TRUE(load(store, info, path, 3, file.id()));
     for (size_t i = 0; i < c.rows.size(); ++i)
       EXPECT_EQ(static_cast<long>(i),
                 NetcdfPointData::findStaticId(c.rows[i].c_str(), &info));
@@ -369,22 +360,16 @@ TEST_F(RecordIndexTest, ArraysGrowByStepsAndReachTheNewRecords) {
       "  stationId = \"KAAA\" ;\n  timeObs = 1717243200 ;\n"
       "  nStaticIds = 1 ;\n  staticIds = \"KAAA\" ;\n  lastRecord = 0 ;\n"
       "  prevRecord = -1 ;\n  isOverflow = 0 ;\n");
-  NetcdfPointData writer(dir.path().c_str(), true, false);
+  NetcdfPointData store(dir.path().c_str(), true, false);
   PointNetcdfFileInfo info;
   OpenFile file(path);
-  ASSERT_TRUE(load(writer, info, path, 4, file.id()));
+  ASSERT_TRUE(load(store, info, path, 4, file.id()));
   EXPECT_EQ(3, info.capacity);
+  makeWriter(form);
   usleep(20000);  // a modification time of its own
-  {
-    OpenFile more(path, NC_WRITE);
-    putRows(more.id(), "stationId", 1, {"KAAA", "KAAA", "KAAA", "KAAA"});
-    putDoubles(more.id(), "timeObs", 1,
-               {kNoon + 10.0, kNoon + 20.0, kNoon + 30.0, kNoon + 40.0});
-    putInts(more.id(), "prevRecord", 1, {0, 1, 2, 3});
-    putInts(more.id(), "lastRecord", 0, {4});
-  }
+  for (int i = 1; i <= 4; ++i) put("KAAA", kNoon + 10 * i);
   info.nextCheck = AbsTime();  // as if the check interval had passed
-  ASSERT_TRUE(writer.updateFileInfo(file.id(), &info, 4));
+  ASSERT_TRUE(store.updateFileInfo(file.id(), &info, 4));
   EXPECT_EQ(std::vector<long>({5, 7}),
             std::vector<long>({info.nRecords, info.capacity}));
   EXPECT_EQ(kNoon, info.invTime[0]) << "the whole file, read again";
@@ -396,7 +381,7 @@ TEST_F(RecordIndexTest, ArraysGrowByStepsAndReachTheNewRecords) {
   path = makeFile(form, kFourReports, "wide");
   PointNetcdfFileInfo large;
   OpenFile wide(path);
-  ASSERT_TRUE(load(writer, large, path, 4, wide.id()));
+  ASSERT_TRUE(load(store, large, path, 4, wide.id()));
   EXPECT_EQ(204, large.capacity) << "steps of at most 200";
 }
 
@@ -465,12 +450,12 @@ TEST_F(RecordIndexTest, BrokenFilesAreLoggedNeverTrusted) {
   ints.omit = {"staticIds"};
   ints.variables = "  int staticIds(maxStaticIds, totalIdLen) ;\n";
   std::string path = makeFile(ints, "  stationId = \"x\" ;\n", "ints");
-  NetcdfPointData writer(dir.path().c_str(), true, false);
+  NetcdfPointData store(dir.path().c_str(), true, false);
   PointNetcdfFileInfo typed;
   OpenFile file(path);
-  ASSERT_TRUE(load(writer, typed, path));
+  ASSERT_TRUE(load(store, typed, path));
   StderrCapture type;
-  EXPECT_FALSE(writer.updateFileInfo(file.id(), &typed, 3));
+  EXPECT_FALSE(store.updateFileInfo(file.id(), &typed, 3));
   EXPECT_EQ("PROBLEM: unable to read staticIds\n", type.text());
 }
 
@@ -481,13 +466,10 @@ TEST_F(RecordIndexTest, DamagedIndexNeverLeadsOutsideTheTables) {
   data.replace(data.find("nStaticIds = 3"), 14, "nStaticIds = 1000");
   data.replace(data.find("prevRecord = -1, -1, 0, -1"), 26,
                "prevRecord = 0, 5, 0, -7");
+  data.replace(data.find("\"KDEN\" ;\n  lastRecord"), 6, "\"ZZZZZZZZZZ\"");
   TemplateForm form;
   form.maxStaticIds = 3;
   std::string path = makeFile(form, data);
-  {
-    OpenFile file(path, NC_WRITE);
-    putRows(file.id(), "staticIds", 2, {"ZZZZZZZZZZ"});
-  }
   NetcdfPointData reader(dir.path().c_str(), false, false);
   PointNetcdfFileInfo info;
   ASSERT_TRUE(load(reader, info, path));

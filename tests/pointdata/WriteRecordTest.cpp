@@ -43,7 +43,8 @@ TEST_F(WriteRecordTest, StationsLandInTheFilesOfTheirPeriods) {
   EXPECT_EQ(3, recordCount(first));
   EXPECT_EQ(3, recordCount(second));
 
-  // What another program sees in the first file.
+  // What another program sees in the first file. The last bin is as the
+  // template left it: no record, and negative.
   EXPECT_EQ(std::vector<std::string>({"KDEN", "KBOU", "KAPA"}),
             getRows(first, "stationId"));
   EXPECT_EQ(std::vector<int>({3}), getInts(first, "nStaticIds"));
@@ -54,7 +55,6 @@ TEST_F(WriteRecordTest, StationsLandInTheFilesOfTheirPeriods) {
   EXPECT_EQ(std::vector<int>({4, 2, 1}),
             firstRows(getInts(first, "inventory"), 3));
   EXPECT_EQ(std::vector<int>({7}), getInts(first, "globalInventory"));
-  // The last bin is as the template left it: no record, and negative.
   std::vector<int> firstInBin = getInts(first, "firstInBin");
   EXPECT_EQ(std::vector<int>({0, 1, 2}), firstRows(firstInBin, 3));
   EXPECT_EQ(firstInBin, getInts(first, "lastInBin"));
@@ -96,25 +96,13 @@ TEST_F(WriteRecordTest, StationsLandInTheFilesOfTheirPeriods) {
   EXPECT_EQ(3, put("KBOU", kNoon + 100).record);
   EXPECT_EQ(4, recordCount(first));
   EXPECT_EQ("1\n1\n3\n", readFile(first + ".rewrites"));
-
-  // A reader of its own finds the records by the index the writer left.
-  NetcdfPointData reader(dir.path().c_str(), false, false);
-  PointNetcdfFileInfo* info = reader.getFileInfoForTime(AbsTime(kNoon + 100));
-  ASSERT_NE(nullptr, info);
-  ASSERT_TRUE(reader.updateFileInfo(-1, info, 5));
-  EXPECT_EQ(4, info->nRecords);
-  long row = NetcdfPointData::findStaticId("KBOU", info);
-  ASSERT_EQ(1, row);
-  EXPECT_EQ(3, info->lastRecord[row]);
-  EXPECT_EQ(1, info->prevRecord[3]);
-  EXPECT_STREQ("KBOU", info->recordIds + 3 * 10);
 }
 
 TEST_F(WriteRecordTest, NewIdsKeepTheTableSorted) {
   makeWriter();
   // Each id goes in at the front, in the middle, or behind the last.
-  const char* arrivals[] = {"M", "C", "X", "A", "N", "B", "Z"};
-  for (const char* id : arrivals) ASSERT_NE(nullptr, put(id, kNoon + 10).handle);
+  for (const char* id : {"M", "C", "X", "A", "N", "B", "Z"})
+    ASSERT_NE(nullptr, put(id, kNoon + 10).handle);
   std::string file = fileOf(kNoon);
   EXPECT_EQ(std::vector<std::string>({"A", "B", "C", "M", "N", "X", "Z"}),
             firstRows(getRows(file, "staticIds"), 7));
@@ -168,89 +156,65 @@ TEST_F(WriteRecordTest, AFullTableOverflowsIntoChains) {
   EXPECT_EQ(3, put("KBOU", kNoon + 30).record);
 }
 
-TEST_F(WriteRecordTest, IdTextLimits) {
-  TemplateForm form;
-  form.totalIdLen = 10;
-  makeWriter(form);
-  {
+// Bad requests give null with their reasons, and the store goes on.
+TEST_F(WriteRecordTest, BadRequestsGiveNullAndTheStoreGoesOn) {
+  makeWriter();
+  ASSERT_NE(nullptr, put("KDEN", kNoon + 10).handle);
+  const std::string in = " in getFileHandleAndRecord\n";
+  const double end = static_cast<double>(AbsTime::endOfTime().seconds());
+  struct Case {
+    std::vector<std::string> ids;
+    std::vector<double> times;
+    std::string line;
+  } cases[] = {
+      {{"ABCDEFGHIJ"}, {kNoon + 10.0},
+       "PROBLEM: Length of static id too long" + in},
+      {{"KDEN"}, {}, "PROBLEM: No time data" + in},
+      {{"KDEN"}, {0}, "PROBLEM: Undefined time getFileHandleAndRecord\n"},
+      {{"KDEN"}, {end}, "PROBLEM: Undefined time getFileHandleAndRecord\n"},
+      {{"KDEN", "X"}, {kNoon + 10.0}, "PROBLEM: Wrong number of ids" + in},
+  };
+  for (const Case& c : cases) {
     StderrCapture err;
-    EXPECT_EQ(nullptr, put("ABCDEFGHIJ", kNoon).handle);
-    EXPECT_EQ(
-        "PROBLEM: Length of static id too long in getFileHandleAndRecord\n",
-        err.text());
+    EXPECT_EQ(nullptr, putWith(c.ids, c.times).handle) << c.line;
+    EXPECT_EQ(c.line, err.text());
   }
-  // Nine characters fit the table; the id variable holds eight, so the
-  // text doesn't go in with its NUL, nor at all.
   {
+    // Nine characters fit the table; the id variable holds eight, so the
+    // text doesn't go in with its NUL, nor at all.
     StderrCapture err;
     EXPECT_EQ(nullptr, put("ABCDEFGHI", kNoon).handle);
     EXPECT_NE(std::string::npos, err.text().find("unable to write id variable"));
   }
-  Stored eight = put("ABCDEFGH", kNoon);
-  ASSERT_NE(nullptr, eight.handle);
-  // The failed store left no record behind: the number is used again.
-  EXPECT_EQ(0, eight.record);
-  EXPECT_EQ(std::vector<std::string>({"ABCDEFGH"}),
-            getRows(fileOf(kNoon), "stationId"));
-  EXPECT_EQ("ABCDEFGH", getRows(fileOf(kNoon), "staticIds")[0]);
-}
-
-TEST_F(WriteRecordTest, BadRequestsGiveNullAndTheStoreGoesOn) {
-  makeWriter();
-  ASSERT_NE(nullptr, put("KDEN", kNoon + 10).handle);
-  struct Case {
-    std::vector<std::string> ids;
-    std::vector<double> times;
-    const char* line;
-  } cases[] = {
-      {{"KDEN"}, {}, "PROBLEM: No time data in getFileHandleAndRecord\n"},
-      {{"KDEN"},
-       {0},
-       "PROBLEM: Undefined time getFileHandleAndRecord\n"},
-      {{"KDEN"},
-       {static_cast<double>(AbsTime::endOfTime().seconds())},
-       "PROBLEM: Undefined time getFileHandleAndRecord\n"},
-      {{"KDEN", "X"},
-       {kNoon + 10.0},
-       "PROBLEM: Wrong number of ids in getFileHandleAndRecord\n"},
-  };
-  for (const Case& c : cases) {
-    SeqOf<TextString> ids;
-    for (const std::string& id : c.ids) ids.append(id.c_str());
-    SeqOf<double> times;
-    for (double t : c.times) times.append(t);
-    StderrCapture err;
-    EXPECT_EQ(nullptr, putWith(ids, times).handle) << c.line;
-    EXPECT_EQ(c.line, err.text());
-  }
   {
     StderrCapture err;
     EXPECT_EQ(nullptr, putAt(40, -105, kNoon + 10).handle);
-    EXPECT_EQ("PROBLEM: File not lat/lon indexed in getFileHandleAndRecord\n",
-              err.text());
+    EXPECT_EQ("PROBLEM: File not lat/lon indexed" + in, err.text());
   }
   {
     StderrCapture err;
     EXPECT_EQ(nullptr, putAt(91, 0, kNoon + 10).handle);
     EXPECT_EQ(nullptr, putAt(0, -180.5, kNoon + 10).handle);
     EXPECT_EQ(2, countOf(err.text(),
-                         "PROBLEM: lat/lon values out of range in "
-                         "getFileHandleAndRecord\n"));
+                         "PROBLEM: lat/lon values out of range" + in));
   }
+  // A reader can't store.
+  NetcdfPointData reader(dir.path().c_str(), false, false);
   SeqOf<TextString> ids;
   ids.append("KBOU");
-  // A reader can't store; the writer has lost nothing.
-  NetcdfPointData reader(dir.path().c_str(), false, false);
-  long record = -1;
-  bool isNew = false;
   SeqOf<double> times;
   times.append(kNoon + 10.0);
+  long record = -1;
+  bool isNew = false;
   StderrCapture err;
   EXPECT_EQ(nullptr, reader.getFileHandleAndRecord(ids, times, record, isNew));
-  EXPECT_EQ("PROBLEM: Not set up for writing in getFileHandleAndRecord\n",
-            err.text());
+  EXPECT_EQ("PROBLEM: Not set up for writing" + in, err.text());
+  // The failed stores left no record behind: the number is used again.
   EXPECT_EQ(1, recordCount(fileOf(kNoon)));
-  EXPECT_EQ(1, put("KBOU", kNoon + 20).record);
+  EXPECT_EQ(1, put("ABCDEFGH", kNoon + 20).record);
+  EXPECT_EQ(std::vector<std::string>({"KDEN", "ABCDEFGH"}),
+            getRows(fileOf(kNoon), "stationId"));
+  EXPECT_EQ("ABCDEFGH", getRows(fileOf(kNoon), "staticIds")[0]);
 }
 
 TEST_F(WriteRecordTest, TheFirstUsableTimeNamesTheFile) {
@@ -258,29 +222,21 @@ TEST_F(WriteRecordTest, TheFirstUsableTimeNamesTheFile) {
   form.variables = "  double timeNominal(recNum) ;\n  int invTime(recNum) ;\n";
   form.timeVariables = "timeObs,timeNominal";
   makeWriter(form);
-  SeqOf<TextString> ids;
-  ids.append("KDEN");
-  SeqOf<double> times;
-  times.append(0);
-  times.append(kNoon + 10);
-  Stored first = putWith(ids, times);
-  ASSERT_NE(nullptr, first.handle);
-  times[0] = static_cast<double>(AbsTime::endOfTime().seconds());
-  times[1] = kNoon + kHour + 10;
-  ASSERT_NE(nullptr, putWith(ids, times).handle);
+  ASSERT_NE(nullptr, putWith({"KDEN"}, {0, kNoon + 10.0}).handle);
+  const double end = static_cast<double>(AbsTime::endOfTime().seconds());
+  ASSERT_NE(nullptr, putWith({"KDEN"}, {end, kNoon + kHour + 10.0}).handle);
   EXPECT_EQ(1, recordCount(fileOf(kNoon)));
   EXPECT_EQ(1, recordCount(fileOf(kNoon + kHour)));
   EXPECT_EQ(kNoon + 10.0, getDoubles(fileOf(kNoon), "timeNominal")[0]);
   StderrCapture err;
-  times.setLength(1);
-  times[0] = kNoon + 20;
-  EXPECT_EQ(nullptr, putWith(ids, times).handle);
+  EXPECT_EQ(nullptr, putWith({"KDEN"}, {kNoon + 20.0}).handle);
   EXPECT_EQ("PROBLEM: Wrong number of times in getFileHandleAndRecord\n",
             err.text());
 }
 
-// A file of forecasts is named by its reference time and takes the valid
-// times of its window, from one period to two behind it.
+// A file of forecasts is named by its reference time (a run time, in
+// whole minutes as file names are) and takes the valid times of its
+// window, from one period to two behind it.
 TEST_F(WriteRecordTest, ForecastsLandInTheFileOfTheirReferenceTime) {
   TemplateForm form;
   form.variables = "  double validTime(recNum) ;\n  int invTime(recNum) ;\n";
@@ -288,22 +244,13 @@ TEST_F(WriteRecordTest, ForecastsLandInTheFileOfTheirReferenceTime) {
   form.fileEndOffset = "7200";
   form.globals = "  :have_forecasts = \"true\" ;\n";
   makeWriter(form);
-  SeqOf<TextString> ids;
-  ids.append("KDEN");
-  SeqOf<double> times;
-  times.append(kNoon);  // a run time, in whole minutes as file names are
-  times.append(kNoon + 2 * kHour);
-  Stored first = putWith(ids, times);
-  ASSERT_NE(nullptr, first.handle);
-  times[1] = kNoon + kHour + 10;
-  EXPECT_EQ(1, putWith(ids, times).record);
+  ASSERT_NE(nullptr, putWith({"KDEN"}, {kNoon, kNoon + 2.0 * kHour}).handle);
+  EXPECT_EQ(1, putWith({"KDEN"}, {kNoon, kNoon + kHour + 10.0}).record);
   EXPECT_EQ(std::vector<int>({int(kNoon) + 7200, int(kNoon) + 3610}),
             getInts(fileOf(kNoon), "invTime"));
-  EXPECT_EQ(-1, getInts(fileOf(kNoon), "prevRecord")[0]);
-  EXPECT_EQ(0, getInts(fileOf(kNoon), "prevRecord")[1]);
+  EXPECT_EQ(std::vector<int>({-1, 0}), getInts(fileOf(kNoon), "prevRecord"));
   StderrCapture err;
-  times[1] = kNoon + 3 * kHour;
-  EXPECT_EQ(nullptr, putWith(ids, times).handle);
+  EXPECT_EQ(nullptr, putWith({"KDEN"}, {kNoon, kNoon + 3.0 * kHour}).handle);
   EXPECT_EQ("PROBLEM: Forecast time out of range: 10800 for " + dir.path() +
                 "\n",
             err.text());
@@ -354,80 +301,60 @@ TEST_F(WriteRecordTest, WithoutAChainEveryStoreIsANewRecord) {
   EXPECT_EQ(2, recordCount(fileOf(kNoon)));
 }
 
-TEST_F(WriteRecordTest, HandlesAreGivenBackOnce) {
+// Where ncsync can't be trusted the writer closes and reopens the file;
+// the holder's handle follows the new id. The switch is the process's, so
+// that case runs in a child of its own.
+TEST_F(WriteRecordTest, HandlesAreGivenBackOnceAndFollowTheirFile) {
   makeWriter();
   Stored a = put("KDEN", kNoon + 10, 1, true);
   Stored b = put("KBOU", kNoon + 20, 2, true);
   ASSERT_NE(nullptr, a.handle);
   EXPECT_EQ(a.handle, b.handle) << "one file, one handle";
-  EXPECT_EQ(2, writer->fileInfoAt(AbsTime(kNoon))->clients);
+  PointNetcdfFileInfo* info = writer->fileInfoAt(AbsTime(kNoon));
+  EXPECT_EQ(2, info->clients);
   SeqOfPtr<int*> handles;
   handles.append(a.handle);
   handles.append(b.handle);
   EXPECT_TRUE(writer->releaseHandles(handles));
-  EXPECT_EQ(0, writer->fileInfoAt(AbsTime(kNoon))->clients);
-  // The writer keeps its file open for the next store.
-  EXPECT_NE(nullptr, writer->fileInfoAt(AbsTime(kNoon))->handle);
-
-  StderrCapture err;
-  EXPECT_FALSE(writer->releaseHandle(nullptr));
-  int stranger = 5;
-  EXPECT_FALSE(writer->releaseHandle(&stranger));
-  SeqOfPtr<int*> bad;
-  bad.append(&stranger);
-  EXPECT_TRUE(writer->releaseHandles(SeqOfPtr<int*>()));
-  EXPECT_FALSE(writer->releaseHandles(bad));
-  // A handle of a record with no clients is given back with a complaint.
-  EXPECT_TRUE(writer->releaseHandle(a.handle));
-  // Only releaseHandles complains of a bad handle.
-  EXPECT_EQ(
-      "BUG: Error releasing handle\nBUG: releasing handle with no clients " +
-          fileOf(kNoon) + "\n",
-      err.text());
-}
-
-// Where ncsync can't be trusted the writer closes and reopens the file; the
-// holder's handle follows the new id. The switch is the process's, so the
-// case runs in a child of its own.
-TEST_F(WriteRecordTest, WithoutSyncTheFileIsReopened) {
-  makeWriter();
-  ASSERT_NE(nullptr, put("KDEN", kNoon + 10).handle);
+  EXPECT_EQ(0, info->clients);
+  EXPECT_NE(nullptr, info->handle) << "kept open for the next store";
+  {
+    StderrCapture err;
+    EXPECT_FALSE(writer->releaseHandle(nullptr));
+    int stranger = 5;
+    EXPECT_FALSE(writer->releaseHandle(&stranger));
+    SeqOfPtr<int*> bad;
+    bad.append(&stranger);
+    EXPECT_TRUE(writer->releaseHandles(SeqOfPtr<int*>()));
+    EXPECT_FALSE(writer->releaseHandles(bad));
+    // A handle of a record with no clients is given back with a complaint;
+    // only releaseHandles complains of a bad handle.
+    EXPECT_TRUE(writer->releaseHandle(a.handle));
+    EXPECT_EQ(
+        "BUG: Error releasing handle\nBUG: releasing handle with no clients " +
+            fileOf(kNoon) + "\n",
+        err.text());
+  }
   EXPECT_EXIT(
       {
         NetcdfPointData::disableSyncForWriting();
-        Stored s = put("KBOU", kNoon + 20, 7, true);
-        PointNetcdfFileInfo* info = writer->fileInfoAt(AbsTime(kNoon));
+        Stored s = put("KAPA", kNoon + 30, 7, true);
+        info = writer->fileInfoAt(AbsTime(kNoon));
         bool followed = s.handle != nullptr && info->ncFile != nullptr &&
                         *s.handle == info->ncFile->id();
         bool released = writer->releaseHandle(s.handle);
-        bool seen = getDoubles(fileOf(kNoon), "temperature").size() == 2 &&
-                    getDoubles(fileOf(kNoon), "temperature")[1] == 7;
+        bool seen = getDoubles(fileOf(kNoon), "temperature") ==
+                    std::vector<double>({1, 2, 7});
         exit(followed && released && seen ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(WriteRecordTest, AMissingTemplateStopsNewFilesOnly) {
-  makeWriter();
-  ASSERT_NE(nullptr, put("KDEN", kNoon + 10, 4).handle);
-  ASSERT_EQ(0, unlink(dir.file("template").c_str()));
-  {
-    StderrCapture err;
-    EXPECT_EQ(nullptr, put("KDEN", kNoon + kHour + 10).handle);
-    // Behind what cp and mv say themselves.
-    EXPECT_EQ(1, countOf(err.text(),
-                         "\nBUG: Template copy command failed.\n"
-                         "EVENT: This file was probably purged away\n"));
-  }
-  EXPECT_EQ(1, put("KBOU", kNoon + 20).record);
-  EXPECT_EQ(std::vector<double>({4, 10}),
-            getDoubles(fileOf(kNoon), "temperature"));
-}
-
 // A full disk, as a limit on the size of the files this process writes: a
 // store whose index can't reach the disk gives null, and what was written
-// stays. The limit is the process's, so the case runs in a child.
-TEST_F(WriteRecordTest, AFullDiskGivesNullAndKeepsWhatWasWritten) {
+// stays. The limit is the process's, so the case runs in a child. A
+// missing template stops new files only.
+TEST_F(WriteRecordTest, AFullDiskOrAMissingTemplateKeepsWhatWasWritten) {
   makeWriter();
   ASSERT_NE(nullptr, put("KDEN", kNoon + 10, 4).handle);
   struct stat status;
@@ -451,14 +378,24 @@ TEST_F(WriteRecordTest, AFullDiskGivesNullAndKeepsWhatWasWritten) {
   ASSERT_EQ(0, stat(fileOf(kNoon).c_str(), &after));
   EXPECT_EQ(status.st_size, after.st_size);
   EXPECT_EQ("KDEN", getRows(fileOf(kNoon), "stationId")[0]);
-  EXPECT_EQ(4, getDoubles(fileOf(kNoon), "temperature")[0]);
-  // With room again the writer goes on behind its last stored record, and
-  // its writes make the table whole again.
+
+  ASSERT_EQ(0, unlink(dir.file("template").c_str()));
+  {
+    StderrCapture err;
+    EXPECT_EQ(nullptr, put("KDEN", kNoon + kHour + 10).handle);
+    // Behind what cp and mv say themselves.
+    EXPECT_EQ(1, countOf(err.text(),
+                         "\nBUG: Template copy command failed.\n"
+                         "EVENT: This file was probably purged away\n"));
+  }
+  // The writer goes on behind its last stored record, and its writes make
+  // the table whole again.
   EXPECT_EQ(1, put("KBOU", kNoon + 30).record);
+  EXPECT_EQ(std::vector<double>({4, 10}),
+            getDoubles(fileOf(kNoon), "temperature"));
   EXPECT_EQ(2, getInts(fileOf(kNoon), "nStaticIds")[0]);
-  std::vector<std::string> table = getRows(fileOf(kNoon), "staticIds");
-  EXPECT_EQ("KBOU", table[0]);
-  EXPECT_EQ("KDEN", table[1]);
+  EXPECT_EQ(std::vector<std::string>({"KBOU", "KDEN"}),
+            firstRows(getRows(fileOf(kNoon), "staticIds"), 2));
 }
 
 }  // namespace
