@@ -113,6 +113,8 @@ TEST_F(WriteRecordTest, NewIdsKeepTheTableSorted) {
   EXPECT_EQ(std::vector<int>(7, 1), firstRows(getInts(file, "inventory"), 7));
 }
 
+// Ids beyond a full table go to overflow records, chained per id; the
+// index finds them newest first, and by their times.
 TEST_F(WriteRecordTest, AFullTableOverflowsIntoChains) {
   TemplateForm form;
   form.maxStaticIds = 2;
@@ -134,15 +136,16 @@ TEST_F(WriteRecordTest, AFullTableOverflowsIntoChains) {
   EXPECT_EQ(2, getInts(file, "nStaticIds")[0]);
 
   // The next report of KDEN finds the overflow record and is chained to
-  // it; the table is still full, and says so again.
+  // it; the table is still full, and says so again, as for KEGE.
   ASSERT_NE(nullptr, put("KBOU", kNoon + 30).handle);
   StderrCapture err;
   Stored later = put("KDEN", kNoon + 40);
   ASSERT_NE(nullptr, later.handle);
   EXPECT_EQ(4, later.record);
-  EXPECT_EQ(2, getInts(file, "prevRecord")[4]);
+  EXPECT_EQ(std::vector<int>({-1, -1, -1, 1, 2}), getInts(file, "prevRecord"));
   EXPECT_EQ(1, getInts(file, "isOverflow")[4]);
-  EXPECT_EQ(1, countOf(err.text(), "Static information area overflow"));
+  EXPECT_EQ(5, put("KEGE", kNoon + 50).record);
+  EXPECT_EQ(2, countOf(err.text(), "Static information area overflow"));
   // A rewrite of an overflow record is found without a word.
   StderrCapture quiet;
   EXPECT_EQ(2, put("KDEN", kNoon + 20).record);
@@ -154,6 +157,27 @@ TEST_F(WriteRecordTest, AFullTableOverflowsIntoChains) {
   EXPECT_FALSE(fresh.isNew);
   EXPECT_EQ(4, fresh.record);
   EXPECT_EQ(3, put("KBOU", kNoon + 30).record);
+
+  // Once overflow began, ids are searched by record: level 4 is level 5.
+  PointNetcdfFileInfo* info = writer->fileInfoAt(AbsTime(kNoon));
+  ASSERT_TRUE(writer->updateFileInfo(*info->handle, info, 4));
+  EXPECT_EQ(5, info->level);
+  EXPECT_EQ(0, NetcdfPointData::findStaticId("KAPA", info));
+  EXPECT_EQ(-1, NetcdfPointData::findStaticId("KDEN", info));
+  EXPECT_EQ(-1, NetcdfPointData::findStaticId("KAPA", nullptr));
+  // An id with a row is no overflow record, nor one longer than the ids.
+  const std::pair<const char*, long> newest[] = {
+      {"KDEN", 4}, {"KEGE", 5}, {"KAPA", -1}, {"KDENDENDENDEN", -1}};
+  for (const auto& n : newest)
+    EXPECT_EQ(n.second, NetcdfPointData::findOverflowRecord(n.first, info))
+        << n.first;
+  EXPECT_EQ(2, NetcdfPointData::findOverflowRecordInRange(
+                   "KDEN", AbsTime(kNoon), AbsTime(kNoon + 30), info));
+  EXPECT_EQ(-1, NetcdfPointData::findOverflowRecordInRange(
+                    "KDEN", AbsTime(kNoon + 21), AbsTime(kNoon + 39), info));
+  info->firstOverflow = 1;
+  EXPECT_EQ(-1, NetcdfPointData::findOverflowRecord("KDEN", info))
+      << "below maxStaticIds is no overflow";
 }
 
 // Bad requests give null with their reasons, and the store goes on.
