@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 #include <netcdf.h>
+#include <unistd.h>
 
 #include <memory>
 #include <string>
@@ -95,11 +96,14 @@ class PointStoreFixture : public ::testing::Test {
 
   TempDir dir;
   std::unique_ptr<NetcdfPointData> writer;
+  // Microseconds between a record's index on disk and its data.
+  useconds_t dataDelay = 0;
 
  private:
   void finish(Stored& s, float temperature, bool keep) {
     int var = -1;
     size_t at = static_cast<size_t>(s.record);
+    if (dataDelay > 0) usleep(dataDelay);
     EXPECT_EQ(NC_NOERR, nc_inq_varid(*s.handle, "temperature", &var));
     EXPECT_EQ(NC_NOERR, nc_put_var1_float(*s.handle, var, &at, &temperature));
     if (!keep) {

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 #include <netcdf.h>
 #include <netcdfcpp.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <functional>
 #include <map>

@@ -98,7 +98,8 @@ TEST_F(ReaderFaultTest, FilesOfOlderTemplatesAreReadByTheirOwnAtFirstUse) {
   EXPECT_EQ(AbsTime(kNoon + 4 * kHour - 1),
             reader.fileInfoAt(AbsTime(kNoon + kHour))->validEnd);
   EXPECT_EQ(std::vector<long>({kNoon - kHour + 2000, kNoon + 100,
-                               kNoon + 2 * kHour + 100, kNoon + 3 * kHour + 600}),
+                               kNoon + 2 * kHour + 100,
+                               kNoon + 3 * kHour + 600}),
             exactTimes(reader, "KDEN"));
   // The file between has one bin of 2700 seconds: its middle rounds to 900.
   ASSERT_TRUE(reader.idInventory("KDEN", times, 0));
@@ -193,7 +194,8 @@ TEST_F(ReaderFaultTest, EachFaultOfAFileLeavesTheOthersToAnswer) {
   TempDir other;
   copyFile(dir.file("template"), other.file("template"));
   putIn(other, "KAPA", kMiddle + 300);
-  ASSERT_EQ(0, rename(fileOf(kMiddle, &other).c_str(), fileOf(kMiddle).c_str()));
+  ASSERT_EQ(0,
+            rename(fileOf(kMiddle, &other).c_str(), fileOf(kMiddle).c_str()));
   reader->noteNewDataTime(DataTime(AbsTime(kMiddle + 300)));
   EXPECT_EQ(std::vector<long>({kMiddle + 300, kLast}), exactTimes(*reader));
 }
@@ -205,31 +207,14 @@ TEST_F(ReaderFaultTest, EachFaultOfAFileLeavesTheOthersToAnswer) {
 TEST_F(ReaderFaultTest, AReaderFollowsAWriterInAnotherProcess) {
   const int kRecords = 60;
   const long kStep = 100;  // two hourly files
-  TemplateForm form;
-  ASSERT_FALSE(makeNetcdf(dir, "template", templateCdl(form)).empty());
+  makeWriter();
+  dataDelay = 3000;  // each index on disk a while before its data
   pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
-    NetcdfPointData w(dir.path().c_str(), true, false);
-    for (int n = 0; n < kRecords; ++n) {
-      SeqOf<TextString> ids;
-      ids.append(("S" + std::to_string(n % 10)).c_str());
-      SeqOf<double> times;
-      times.append(kNoon + n * kStep);
-      long record = 0;
-      bool isNew = false;
-      int* h = w.getFileHandleAndRecord(ids, times, record, isNew);
-      if (h == nullptr) _exit(1);
-      usleep(3000);  // the index is on disk, the data not yet
-      int var = -1;
-      float value = n;
-      size_t at = record;
-      if (nc_inq_varid(*h, "temperature", &var) != NC_NOERR ||
-          nc_put_var1_float(*h, var, &at, &value) != NC_NOERR)
-        _exit(2);
-      w.releaseHandle(h);
-    }
-    _exit(0);
+    for (int n = 0; n < kRecords; ++n)
+      put("S" + std::to_string(n % 10), kNoon + n * kStep, n);
+    _exit(::testing::Test::HasFailure() ? 1 : 0);
   }
   NetcdfPointData reader(dir.path().c_str(), false, false);
   reader.setCheckInterval(0);

@@ -211,7 +211,9 @@ TEST_F(RecordIndexTest, WhatIsReadAgainAndWhatIsTrusted) {
   EXPECT_EQ('X', own.staticIds[0]) << "a writer trusts its own tables";
 }
 
-TEST_F(RecordIndexTest, RecordIdsOfPositionsInEachBand) {
+// Without a table the records are the index: their ids are positions, in
+// each band of lengths, or the texts of their id variables joined.
+TEST_F(RecordIndexTest, RecordIdsOfFilesWithoutATable) {
   struct Band {
     long totalIdLen;
     const char* north;    // 90 N, 180 E
@@ -236,27 +238,13 @@ TEST_F(RecordIndexTest, RecordIdsOfPositionsInEachBand) {
                                 form.cdlDate);
     PointNetcdfFileInfo info;
     ASSERT_TRUE(load(reader, info, path, 4));
-    EXPECT_EQ(5, info.level) << "no table: the records are the index";
+    EXPECT_EQ(5, info.level);
     EXPECT_EQ(b.north, row(info.recordIds, 0, b.totalIdLen));
     EXPECT_EQ(b.boulder, row(info.recordIds, 1, b.totalIdLen));
     EXPECT_EQ("", row(info.recordIds, 2, b.totalIdLen)) << "off the globe";
     EXPECT_EQ(3, NetcdfPointData::findOverflowRecord(b.north, &info));
     reader.closeFileInfo(&info);
   }
-  char id[16];
-  char same[16];
-  NetcdfPointData::latLonId(40.00001, -105.00001, 13, id);
-  NetcdfPointData::latLonId(40.00002, -105.00002, 13, same);
-  EXPECT_STREQ(id, same) << "positions that round alike are one station";
-  EXPECT_TRUE(NetcdfPointData::latLonId(0.00006, 0, 13, id));
-  EXPECT_STREQ("0dbba11b7740", id) << "rounded, not cut";
-  EXPECT_FALSE(NetcdfPointData::latLonId(NAN, 0, 13, id));
-  EXPECT_FALSE(NetcdfPointData::latLonId(0, -180.5, 13, id));
-  EXPECT_FALSE(NetcdfPointData::latLonId(0, 0, 6, id));
-  EXPECT_STREQ("", id);
-}
-
-TEST_F(RecordIndexTest, RecordIdsJoinTheirVariables) {
   TemplateForm form;
   form.maxStaticIds = 0;
   form.nBins = 0;
@@ -268,7 +256,6 @@ TEST_F(RecordIndexTest, RecordIdsJoinTheirVariables) {
       form,
       "  stationId = \"KDEN\", \"ABCDEFGH\", \"KDEN\" ;\n"
       "  network = \"US\", \"XYZ\", \"US\" ;\n  timeObs = 1.5, 2.5, 3.5 ;\n");
-  NetcdfPointData reader(dir.path().c_str(), false, false);
   PointNetcdfFileInfo info;
   ASSERT_TRUE(load(reader, info, path, 5));
   EXPECT_EQ(200 + 3, info.capacity) << "no table: steps of 200";
@@ -277,6 +264,18 @@ TEST_F(RecordIndexTest, RecordIdsJoinTheirVariables) {
   EXPECT_EQ(2, NetcdfPointData::findOverflowRecord("KDENUS", &info));
   EXPECT_EQ(2, info.invTime[1]);
   reader.closeFileInfo(&info);
+
+  char id[16];
+  char same[16];
+  NetcdfPointData::latLonId(40.00001, -105.00001, 13, id);
+  NetcdfPointData::latLonId(40.00002, -105.00002, 13, same);
+  EXPECT_STREQ(id, same) << "positions that round alike are one station";
+  EXPECT_TRUE(NetcdfPointData::latLonId(0.00006, 0, 13, id));
+  EXPECT_STREQ("0dbba11b7740", id) << "rounded, not cut";
+  EXPECT_FALSE(NetcdfPointData::latLonId(NAN, 0, 13, id));
+  EXPECT_FALSE(NetcdfPointData::latLonId(0, -180.5, 13, id));
+  EXPECT_FALSE(NetcdfPointData::latLonId(0, 0, 6, id));
+  EXPECT_STREQ("", id);
 }
 
 TEST_F(RecordIndexTest, ArraysGrowByStepsAndReachTheNewRecords) {

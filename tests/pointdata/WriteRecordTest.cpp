@@ -5,7 +5,6 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -40,10 +39,8 @@ TEST_F(WriteRecordTest, StationsLandInTheFilesOfTheirPeriods) {
   std::string second = fileOf(kNoon + kHour);
   ASSERT_EQ(2, writer->fileTimes().length());
   EXPECT_EQ(AbsTime(kNoon + kHour), writer->fileTimes().at(0));
-  EXPECT_EQ(3, recordCount(first));
-  EXPECT_EQ(3, recordCount(second));
 
-  // What another program sees in the first file. The last bin is as the
+  // What another program sees in each file. The last bin is as the
   // template left it: no record, and negative.
   EXPECT_EQ(std::vector<std::string>({"KDEN", "KBOU", "KAPA"}),
             getRows(first, "stationId"));
