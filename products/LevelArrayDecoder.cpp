@@ -1,16 +1,11 @@
-// The store of the satellite sounding decoders: one record for each
-// observation near a site, under the site's id and the observation's
-// minute, and one notification for each distinct minute stored. The
-// netCDF variables come from the template's "tblBname" attributes; only
-// "numLevels" is fixed.
+#include "LevelArrayDecoder.h"
+
 #include <netcdf.h>
 
-#include <cstring>
 #include <vector>
 
 #include "LogStream.h"
 #include "NetcdfPointData.h"
-#include "SatelliteSoundingDecoder.h"
 #include "Set.h"
 
 namespace {
@@ -20,14 +15,19 @@ const int kYear = 4001;
 
 }  // namespace
 
-// Every observation is stored as far as it goes; one without a handle
-// makes the answer -1 after the others are stored. Each handle is given
-// back when its observation is written: a handle kept for several gets
-// would leave its file with clients, and a release with clients left
-// doesn't sync, so readers elsewhere wouldn't see the last records.
-int SatelliteSoundingDecoder::store(const SeqOf<AbsTime>& times) {
+LevelArrayDecoder::LevelArrayDecoder(const ProductTraits& traits)
+    : ProductDecoder(traits), _numLvls(0) {}
+
+// Each handle is given back when its observation is written: a handle kept
+// for several gets would leave its file with clients, and a release with
+// clients left doesn't sync, so readers elsewhere wouldn't see the last
+// records.
+int LevelArrayDecoder::storeObservations(const SeqOf<TextString>& ids,
+                                      const SeqOf<AbsTime>& times,
+                                      const char* storing,
+                                      const char* skipping) {
   for (int k = 0; k < times.length(); ++k) {
-    ZLOG(LogStream::EVENT) << _family.storing << _siteIds.at(k) << "  "
+    ZLOG(LogStream::EVENT) << storing << ids.at(k) << "  "
                            << times.at(k).format(kTimeForm) << " ......"
                            << std::endl;
   }
@@ -38,45 +38,47 @@ int SatelliteSoundingDecoder::store(const SeqOf<AbsTime>& times) {
   int result = 1;
   for (int k = 0; k < _obStart.length(); ++k) {
     int i = _obStart.at(k);
-    TextString id = _siteIds.at(k);
+    TextString id = ids.at(k);
     AbsTime time = times.at(k);
     ZLOG(LogStream::DEBUG) << "index: " << i << ", subset: "
                            << _decodedValues.at(i).subset() << ", stnid: "
                            << id << ", time: " << time.format(kTimeForm)
                            << std::endl;
-    SeqOf<TextString> ids(1, &id);
+    SeqOf<TextString> idList(1, &id);
     double seconds = static_cast<double>(time.seconds());
     SeqOf<double> timeList(1, &seconds);
     long record = 0;
     bool isNewRecord = false;
-    int* handle = _pointData ? _pointData->getFileHandleAndRecord(
-                                   ids, timeList, record, isNewRecord)
-                             : nullptr;
-    _siteId = id;
+    Dict<TextString, TextString> dict;
+    NetcdfPointData* data = pointData(dict);
+    int* handle = data ? data->getFileHandleAndRecord(idList, timeList, record,
+                                                      isNewRecord)
+                       : nullptr;
+    _storeId = id;
     _lastFile = NetcdfPointData::lastFileTimeStamp();
-    _currentDict = _tblBDict;
+    _currentDict = dict;
     if (handle == nullptr) {
       ZLOG(LogStream::PROBLEM) << "No handle for this station info: " << id
                                << " and time: " << time.format(kTimeForm)
                                << std::endl;
       ZLOG(LogStream::PROBLEM) << "No handle for " << id << " for "
-                               << time.format(kTimeForm)
-                               << _family.noHandleEnd << std::endl;
+                               << time.format(kTimeForm) << skipping
+                               << std::endl;
       result = -1;
       continue;
     }
     _numLvls = _levelCounts.at(k);
     if (putLevelCount(*handle, record))
       stored[k] = storeValues(i, *handle, record);
-    _pointData->releaseHandle(handle);
+    data->releaseHandle(handle);
   }
   notifyTimes(times, stored);
   return result;
 }
 
-// The values of an observation, from its latitude to the year of the next
+// The values of an observation, from its first to the year of the next
 // one. The answer is that of the last value.
-bool SatelliteSoundingDecoder::storeValues(int start, int ncid, long record) {
+bool LevelArrayDecoder::storeValues(int start, int ncid, long record) {
   bool answer = false;
   for (int v = start; v < _decodedValues.length(); ++v) {
     if (_decodedValues.at(v).descriptor() == kYear) break;
@@ -89,13 +91,13 @@ bool SatelliteSoundingDecoder::storeValues(int start, int ncid, long record) {
     ZLOG(LogStream::VERBOSE)
         << "Unable to map netcdf file to descriptor " << value.descriptor()
         << "(" << (named ? name : TextString("\"\"")) << ")"
-        << ", decoded value=[" << value.value() << "] for " << _siteId
+        << ", decoded value=[" << value.value() << "] for " << _storeId
         << " is undefined in the cdl." << std::endl;
   }
   return answer;
 }
 
-bool SatelliteSoundingDecoder::putLevelCount(int ncid, long record) {
+bool LevelArrayDecoder::putLevelCount(int ncid, long record) {
   int varid;
   int status = nc_inq_varid(ncid, "numLevels", &varid);
   if (status != NC_NOERR) {
@@ -113,10 +115,10 @@ bool SatelliteSoundingDecoder::putLevelCount(int ncid, long record) {
   return true;
 }
 
-// A value with a text is an element of a profile (the profile's name) or a
-// text of its own: a profile is written whole, once for each subset, at
-// its first value.
-bool SatelliteSoundingDecoder::storeValue(int index, int ncid, long record) {
+// A value with a text is a level of an array (the array's name) or a text
+// of its own: an array is written whole, once for each subset, at its
+// first level.
+bool LevelArrayDecoder::storeValue(int index, int ncid, long record) {
   const BufrValues& value = _decodedValues.at(index);
   TextString name;
   bool named = ncVarNameForDescriptor(value.descriptor(), name, _currentDict);
@@ -143,15 +145,14 @@ bool SatelliteSoundingDecoder::storeValue(int index, int ncid, long record) {
   _seen.insert(value.descriptor(), value.subset());
   if (_levelIndex.at(index) != 0) return true;
   int p = profileIndex(value.text());
-  if (p < 0 || _profileSets[p].length() <= value.subset()) return true;
-  SeqOf<float> profile = _profileSets[p].at(value.subset());
+  if (p < 0 || profileSet(p).length() <= value.subset()) return true;
+  const SeqOf<float>& profile = profileSet(p).at(value.subset());
   if (profile.length() > 0) storeArray(ncid, name, record, profile);
   return true;
 }
 
-bool SatelliteSoundingDecoder::storeArray(int ncid, const TextString& name,
-                                          long record,
-                                          const SeqOf<float>& profile) {
+bool LevelArrayDecoder::storeArray(int ncid, const TextString& name, long record,
+                                const SeqOf<float>& profile) {
   ZLOG(LogStream::DEBUG) << "storeArray beginning...." << std::endl;
   std::vector<float> levels(profile.length());
   for (int k = 0; k < profile.length(); ++k) levels[k] = profile.at(k);
@@ -168,8 +169,8 @@ bool SatelliteSoundingDecoder::storeArray(int ncid, const TextString& name,
 }
 
 // One notification for each distinct minute of the file that was stored.
-void SatelliteSoundingDecoder::notifyTimes(const SeqOf<AbsTime>& times,
-                                           const SeqOf<bool>& stored) {
+void LevelArrayDecoder::notifyTimes(const SeqOf<AbsTime>& times,
+                                 const SeqOf<bool>& stored) {
   Set<long> sent;
   for (int k = 0; k < times.length(); ++k) {
     _dataTime = DataTime(times.at(k));
