@@ -83,16 +83,7 @@ bool LevelArrayDecoder::storeValues(int start, int ncid, long record) {
   for (int v = start; v < _decodedValues.length(); ++v) {
     if (_decodedValues.at(v).descriptor() == kYear) break;
     answer = storeValue(v, ncid, record);
-    if (answer) continue;
-    const BufrValues& value = _decodedValues.at(v);
-    TextString name;
-    bool named =
-        ncVarNameForDescriptor(value.descriptor(), name, _currentDict);
-    ZLOG(LogStream::VERBOSE)
-        << "Unable to map netcdf file to descriptor " << value.descriptor()
-        << "(" << (named ? name : TextString("\"\"")) << ")"
-        << ", decoded value=[" << value.value() << "] for " << _storeId
-        << " is undefined in the cdl." << std::endl;
+    if (!answer) logUnmapped(_decodedValues.at(v), _currentDict, _storeId);
   }
   return answer;
 }
@@ -121,22 +112,10 @@ bool LevelArrayDecoder::putLevelCount(int ncid, long record) {
 bool LevelArrayDecoder::storeValue(int index, int ncid, long record) {
   const BufrValues& value = _decodedValues.at(index);
   TextString name;
-  bool named = ncVarNameForDescriptor(value.descriptor(), name, _currentDict);
-  ZLOG(LogStream::DEBUG) << "subset: " << value.subset() << ", dvDescriptor ("
-                         << value.descriptor() << ")= <" << name << "> <"
-                         << value.value() << ">" << std::endl;
-  if (!named) return !value.text().isEmpty();
-  ZLOG(LogStream::DEBUG) << "subset: " << value.subset() << ", dvDescriptor ("
-                         << value.descriptor() << ")= <" << name << "> <"
-                         << value.text() << ">" << std::endl;
+  if (!variableOfValue(value, _currentDict, name))
+    return !value.text().isEmpty();
   if (value.text().isEmpty()) {
-    if (insertDecodedValues(ncid, name, record, value)) {
-      ZLOG(LogStream::DEBUG) << "Successful singleton store of " << name
-                             << std::endl;
-    } else {
-      ZLOG(LogStream::PROBLEM) << "Unable to store singleton value for "
-                               << name << std::endl;
-    }
+    storeSingle(name, ncid, record, value);
     return true;
   }
   int subset = 0;

@@ -308,3 +308,28 @@ bool ProductDecoder::insertDecodedValues(int ncid, const TextString& name,
                            << ") error: " << nc_strerror(status) << std::endl;
   return false;
 }
+
+void ProductDecoder::storeSingle(const TextString& name, int ncid, long record,
+                                 const BufrValues& value) {
+  if (insertDecodedValues(ncid, name, record, value)) {
+    ZLOG(LogStream::DEBUG) << "Successful singleton store of " << name
+                           << std::endl;
+  } else {
+    ZLOG(LogStream::PROBLEM) << "Unable to store singleton value for " << name
+                             << std::endl;
+  }
+}
+
+bool ProductDecoder::variableOfValue(const BufrValues& value,
+                                     const Dict<TextString, TextString>& dict,
+                                     TextString& name) {
+  bool named = ncVarNameForDescriptor(value.descriptor(), name, dict);
+  ZLOG(LogStream::DEBUG) << "subset: " << value.subset() << ", dvDescriptor ("
+                         << value.descriptor() << ")= <" << name << "> <"
+                         << value.value() << ">" << std::endl;
+  if (!named) return false;
+  ZLOG(LogStream::DEBUG) << "subset: " << value.subset() << ", dvDescriptor ("
+                         << value.descriptor() << ")= <" << name << "> <"
+                         << value.text() << ">" << std::endl;
+  return true;
+}
