@@ -15,9 +15,9 @@ int DescriptorNameCache::lookUp(int descriptor,
   }
   if (!BufrDecoder::ncVarNameForDescriptor(descriptor, name, dict)) return 0;
   if (!inside) {
-    ZLOG(LogStream::PROBLEM) << "dvDescriptor(" << descriptor
-                             << ") >= TBL_B_DICT_CACHE_SIZE, next file!"
-                             << std::endl;
+    ZLOG(LogStream::PROBLEM)
+        << "dvDescriptor(" << descriptor
+        << ") >= TBL_B_DICT_CACHE_SIZE, next file!" << std::endl;
     return -1;
   }
   _entries[descriptor].filled = true;

@@ -23,9 +23,9 @@ LevelArrayDecoder::LevelArrayDecoder(const ProductTraits& traits)
 // clients left doesn't sync, so readers elsewhere wouldn't see the last
 // records.
 int LevelArrayDecoder::storeObservations(const SeqOf<TextString>& ids,
-                                      const SeqOf<AbsTime>& times,
-                                      const char* storing,
-                                      const char* skipping) {
+                                         const SeqOf<AbsTime>& times,
+                                         const char* storing,
+                                         const char* skipping) {
   for (int k = 0; k < times.length(); ++k) {
     ZLOG(LogStream::EVENT) << storing << ids.at(k) << "  "
                            << times.at(k).format(kTimeForm) << " ......"
@@ -40,10 +40,10 @@ int LevelArrayDecoder::storeObservations(const SeqOf<TextString>& ids,
     int i = _obStart.at(k);
     TextString id = ids.at(k);
     AbsTime time = times.at(k);
-    ZLOG(LogStream::DEBUG) << "index: " << i << ", subset: "
-                           << _decodedValues.at(i).subset() << ", stnid: "
-                           << id << ", time: " << time.format(kTimeForm)
-                           << std::endl;
+    ZLOG(LogStream::DEBUG) << "index: " << i
+                           << ", subset: " << _decodedValues.at(i).subset()
+                           << ", stnid: " << id
+                           << ", time: " << time.format(kTimeForm) << std::endl;
     SeqOf<TextString> idList(1, &id);
     double seconds = static_cast<double>(time.seconds());
     SeqOf<double> timeList(1, &seconds);
@@ -58,12 +58,12 @@ int LevelArrayDecoder::storeObservations(const SeqOf<TextString>& ids,
     _lastFile = NetcdfPointData::lastFileTimeStamp();
     _currentDict = dict;
     if (handle == nullptr) {
-      ZLOG(LogStream::PROBLEM) << "No handle for this station info: " << id
-                               << " and time: " << time.format(kTimeForm)
-                               << std::endl;
-      ZLOG(LogStream::PROBLEM) << "No handle for " << id << " for "
-                               << time.format(kTimeForm) << skipping
-                               << std::endl;
+      ZLOG(LogStream::PROBLEM)
+          << "No handle for this station info: " << id
+          << " and time: " << time.format(kTimeForm) << std::endl;
+      ZLOG(LogStream::PROBLEM)
+          << "No handle for " << id << " for " << time.format(kTimeForm)
+          << skipping << std::endl;
       result = -1;
       continue;
     }
@@ -92,8 +92,8 @@ bool LevelArrayDecoder::putLevelCount(int ncid, long record) {
   int varid;
   int status = nc_inq_varid(ncid, "numLevels", &varid);
   if (status != NC_NOERR) {
-    ZLOG(LogStream::PROBLEM) << "getVarId (numLevels) error: "
-                             << nc_strerror(status) << std::endl;
+    ZLOG(LogStream::PROBLEM)
+        << "getVarId (numLevels) error: " << nc_strerror(status) << std::endl;
     return false;
   }
   size_t index[1] = {static_cast<size_t>(record)};
@@ -130,8 +130,8 @@ bool LevelArrayDecoder::storeValue(int index, int ncid, long record) {
   return true;
 }
 
-bool LevelArrayDecoder::storeArray(int ncid, const TextString& name, long record,
-                                const SeqOf<float>& profile) {
+bool LevelArrayDecoder::storeArray(int ncid, const TextString& name,
+                                   long record, const SeqOf<float>& profile) {
   ZLOG(LogStream::DEBUG) << "storeArray beginning...." << std::endl;
   std::vector<float> levels(profile.length());
   for (int k = 0; k < profile.length(); ++k) levels[k] = profile.at(k);
@@ -142,19 +142,7 @@ bool LevelArrayDecoder::storeArray(int ncid, const TextString& name, long record
   if (status == NC_NOERR)
     status = nc_put_vara_float(ncid, varid, start, count, levels.data());
   if (status == NC_NOERR) return true;
-  ZLOG(LogStream::PROBLEM) << "storeArray (" << name << ") error: "
-                           << nc_strerror(status) << std::endl;
+  ZLOG(LogStream::PROBLEM) << "storeArray (" << name
+                           << ") error: " << nc_strerror(status) << std::endl;
   return false;
-}
-
-// One notification for each distinct minute of the file that was stored.
-void LevelArrayDecoder::notifyTimes(const SeqOf<AbsTime>& times,
-                                 const SeqOf<bool>& stored) {
-  Set<long> sent;
-  for (int k = 0; k < times.length(); ++k) {
-    _dataTime = DataTime(times.at(k));
-    if (!stored.at(k) || sent.lookup(times.at(k).seconds())) continue;
-    sent.insert(times.at(k).seconds());
-    sendNotification();
-  }
 }

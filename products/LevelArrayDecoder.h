@@ -49,7 +49,6 @@ class LevelArrayDecoder : public ProductDecoder {
   bool storeValue(int index, int ncid, long record);
   static bool storeArray(int ncid, const TextString& name, long record,
                          const SeqOf<float>& profile);
-  void notifyTimes(const SeqOf<AbsTime>& times, const SeqOf<bool>& stored);
 
   Dict<TextString, TextString> _currentDict;
   TextString _storeId;

@@ -13,6 +13,7 @@
 #include "BufrSignalClient.h"
 #include "Directory.h"
 #include "LogStream.h"
+#include "Set.h"
 #include "StaticBufrInfo.h"
 #include "dmNotify.h"
 
@@ -332,4 +333,16 @@ bool ProductDecoder::variableOfValue(const BufrValues& value,
                          << value.descriptor() << ")= <" << name << "> <"
                          << value.text() << ">" << std::endl;
   return true;
+}
+
+// One notification for each distinct minute of the file that was stored.
+void ProductDecoder::notifyTimes(const SeqOf<AbsTime>& times,
+                                 const SeqOf<bool>& stored) {
+  Set<long> sent;
+  for (int k = 0; k < times.length(); ++k) {
+    _dataTime = DataTime(times.at(k));
+    if (!stored.at(k) || sent.lookup(times.at(k).seconds())) continue;
+    sent.insert(times.at(k).seconds());
+    sendNotification();
+  }
 }

@@ -1,11 +1,13 @@
 #ifndef ZEPH_PRODUCTS_PRODUCTDECODER_H_
 #define ZEPH_PRODUCTS_PRODUCTDECODER_H_
 
+#include "AbsTime.h"
 #include "BufrDecoder.h"
 #include "DataTime.h"
 #include "Dict.h"
 #include "LogStream.h"
 #include "ProductTraits.h"
+#include "SeqOf.h"
 #include "TextString.h"
 
 // The frame that the seven product decoders share: the road of a file from
@@ -66,7 +68,9 @@ class ProductDecoder : public BufrDecoder {
   // writes is passed over. false, after logging the library's error.
   static bool insertDecodedValues(int ncid, const TextString& name,
                                   long record, const BufrValues& value);
-  // The same with the log line of the outcome.
+  // One notification for each distinct minute of `times` that was stored.
+  void notifyTimes(const SeqOf<AbsTime>& times, const SeqOf<bool>& stored);
+  // insertDecodedValues with the log line of the outcome.
   static void storeSingle(const TextString& name, int ncid, long record,
                           const BufrValues& value);
   // The variable that `dict` gives the value's descriptor, after the debug

@@ -96,15 +96,3 @@ bool WindBufrDecoder::storeValue(int index, int ncid, long record) {
   return true;
 }
 
-
-// One notification for each distinct minute of the file that was stored.
-void WindBufrDecoder::notifyTimes(const SeqOf<AbsTime>& times,
-                                  const SeqOf<bool>& stored) {
-  Set<long> sent;
-  for (int k = 0; k < times.length(); ++k) {
-    _dataTime = DataTime(times.at(k));
-    if (!stored.at(k) || sent.lookup(times.at(k).seconds())) continue;
-    sent.insert(times.at(k).seconds());
-    sendNotification();
-  }
-}

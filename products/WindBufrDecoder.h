@@ -59,7 +59,6 @@ class WindBufrDecoder : public ProductDecoder {
   bool storeValues(int start, int ncid, long record,
                    const LatLonCoord& position);
   bool storeValue(int index, int ncid, long record);
-  void notifyTimes(const SeqOf<AbsTime>& times, const SeqOf<bool>& stored);
 
   const WindFamily& _family;
   NetcdfPointData* _pointData;
