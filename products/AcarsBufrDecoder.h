@@ -20,9 +20,6 @@ class NetcdfPointData;
 // run after the template has come back.
 class AcarsBufrDecoder : public ProductDecoder {
  public:
-  // The descriptor cache holds descriptors below this.
-  static constexpr int TBL_B_DICT_CACHE_SIZE = 36000;
-
   AcarsBufrDecoder();
   ~AcarsBufrDecoder() override;
 

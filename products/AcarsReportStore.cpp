@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "AcarsBufrDecoder.h"
+#include "DescriptorNameCache.h"
 #include "LogStream.h"
 #include "NetcdfPointData.h"
 
@@ -22,24 +23,14 @@ const int kRelativeHumidity = 13003;
 // A point file's variables have a record and at most a few more dimensions.
 const int kMaxDimensions = 4;
 
-// Descriptor to netCDF variable, for the process: filled at a descriptor's
-// first successful lookup and never changed.
-struct CacheEntry {
-  bool filled = false;
-  TextString name;
-};
-
-std::vector<CacheEntry>& descriptorCache() {
-  static std::vector<CacheEntry>* cache =
-      new std::vector<CacheEntry>(AcarsBufrDecoder::TBL_B_DICT_CACHE_SIZE);
+DescriptorNameCache& descriptorCache() {
+  static DescriptorNameCache* cache = new DescriptorNameCache;
   return *cache;
 }
 
 }  // namespace
 
-void clearAcarsDescriptorCache() {
-  for (CacheEntry& entry : descriptorCache()) entry = CacheEntry();
-}
+void clearAcarsDescriptorCache() { descriptorCache().clear(); }
 
 // Reports are stored in order; one without a handle ends the file with -1,
 // the reports before it staying stored and notified. The flag of a report
@@ -171,23 +162,9 @@ void AcarsBufrDecoder::putMessageTime(int ncid, long record) {
 bool AcarsBufrDecoder::storeValue(int index, int ncid, long record) {
   const BufrValues& value = _decodedValues.at(index);
   int d = value.descriptor();
-  std::vector<CacheEntry>& cache = descriptorCache();
-  bool cached = d >= 0 && d < TBL_B_DICT_CACHE_SIZE && cache[d].filled;
   TextString name;
-  if (cached) {
-    name = cache[d].name;
-  } else {
-    if (!ncVarNameForDescriptor(d, name, _currentDict))
-      return !value.text().isEmpty();
-    if (d >= TBL_B_DICT_CACHE_SIZE || d < 0) {
-      ZLOG(LogStream::PROBLEM) << "dvDescriptor(" << d
-                               << ") >= TBL_B_DICT_CACHE_SIZE, next file!"
-                               << std::endl;
-      return false;
-    }
-    cache[d].filled = true;
-    cache[d].name = name;
-  }
+  int found = descriptorCache().lookUp(d, _currentDict, name);
+  if (found <= 0) return found == 0 && !value.text().isEmpty();
   if (!value.text().isEmpty() && d != kFlightNumber && d != kGroundStation)
     return true;
   float number = value.value();

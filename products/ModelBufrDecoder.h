@@ -18,9 +18,6 @@ class NetcdfPointData;
 class ModelBufrDecoder : public ProductDecoder {
  public:
   static constexpr int kProfiles = 16;
-  // The descriptor cache holds descriptors below this.
-  static constexpr int TBL_B_DICT_CACHE_SIZE = 36000;
-
   ModelBufrDecoder();
   ~ModelBufrDecoder() override;
 

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <vector>
 
+#include "DescriptorNameCache.h"
 #include "LogStream.h"
 #include "ModelBufrDecoder.h"
 #include "NetcdfPointData.h"
@@ -17,17 +18,9 @@ namespace {
 const char kTimeForm[] = "%h %d %y %T GMT";
 const int kForecastOffset = 4194;
 
-// Descriptor to netCDF variable, for the process: filled at a descriptor's
-// first successful lookup and never changed, so the first model to name a
-// descriptor names it for all four.
-struct CacheEntry {
-  bool filled = false;
-  TextString name;
-};
-
-std::vector<CacheEntry>& descriptorCache() {
-  static std::vector<CacheEntry>* cache =
-      new std::vector<CacheEntry>(ModelBufrDecoder::TBL_B_DICT_CACHE_SIZE);
+// The four models share one.
+DescriptorNameCache& descriptorCache() {
+  static DescriptorNameCache* cache = new DescriptorNameCache;
   return *cache;
 }
 
@@ -45,9 +38,7 @@ void putInt(int ncid, const char* name, long record, int value) {
 
 }  // namespace
 
-void clearModelDescriptorCache() {
-  for (CacheEntry& entry : descriptorCache()) entry = CacheEntry();
-}
+void clearModelDescriptorCache() { descriptorCache().clear(); }
 
 int ModelBufrDecoder::write2NetcdfFile() {
   if (_decodedValues.length() == 0) return 0;
@@ -209,23 +200,9 @@ int* ModelBufrDecoder::stationHandle(const TextString& id,
 bool ModelBufrDecoder::writeValue(int index, int ncid, long record) {
   const BufrValues& value = _decodedValues.at(index);
   int d = value.descriptor();
-  std::vector<CacheEntry>& cache = descriptorCache();
-  bool cached = d >= 0 && d < TBL_B_DICT_CACHE_SIZE && cache[d].filled;
   TextString name;
-  if (cached) {
-    name = cache[d].name;
-  } else {
-    if (!ncVarNameForDescriptor(d, name, _tblBDict))
-      return !value.text().isEmpty();
-    if (d >= TBL_B_DICT_CACHE_SIZE || d < 0) {
-      ZLOG(LogStream::PROBLEM) << "dvDescriptor(" << d
-                               << ") >= TBL_B_DICT_CACHE_SIZE, next file!"
-                               << std::endl;
-      return false;
-    }
-    cache[d].filled = true;
-    cache[d].name = name;
-  }
+  int found = descriptorCache().lookUp(d, _tblBDict, name);
+  if (found <= 0) return found == 0 && !value.text().isEmpty();
   int varid;
   if (!value.text().isEmpty()) {
     // An element of a profile, or a text: a profile is written whole at

@@ -13,6 +13,7 @@
 #include "BufrSignalClient.h"
 #include "Directory.h"
 #include "LogStream.h"
+#include "Set.h"
 #include "StaticBufrInfo.h"
 #include "dmNotify.h"
 
@@ -307,4 +308,41 @@ bool ProductDecoder::insertDecodedValues(int ncid, const TextString& name,
   ZLOG(LogStream::PROBLEM) << "insertDecodedValues (" << name
                            << ") error: " << nc_strerror(status) << std::endl;
   return false;
+}
+
+void ProductDecoder::storeSingle(const TextString& name, int ncid, long record,
+                                 const BufrValues& value) {
+  if (insertDecodedValues(ncid, name, record, value)) {
+    ZLOG(LogStream::DEBUG) << "Successful singleton store of " << name
+                           << std::endl;
+  } else {
+    ZLOG(LogStream::PROBLEM) << "Unable to store singleton value for " << name
+                             << std::endl;
+  }
+}
+
+bool ProductDecoder::variableOfValue(const BufrValues& value,
+                                     const Dict<TextString, TextString>& dict,
+                                     TextString& name) {
+  bool named = ncVarNameForDescriptor(value.descriptor(), name, dict);
+  ZLOG(LogStream::DEBUG) << "subset: " << value.subset() << ", dvDescriptor ("
+                         << value.descriptor() << ")= <" << name << "> <"
+                         << value.value() << ">" << std::endl;
+  if (!named) return false;
+  ZLOG(LogStream::DEBUG) << "subset: " << value.subset() << ", dvDescriptor ("
+                         << value.descriptor() << ")= <" << name << "> <"
+                         << value.text() << ">" << std::endl;
+  return true;
+}
+
+// One notification for each distinct minute of the file that was stored.
+void ProductDecoder::notifyTimes(const SeqOf<AbsTime>& times,
+                                 const SeqOf<bool>& stored) {
+  Set<long> sent;
+  for (int k = 0; k < times.length(); ++k) {
+    _dataTime = DataTime(times.at(k));
+    if (!stored.at(k) || sent.lookup(times.at(k).seconds())) continue;
+    sent.insert(times.at(k).seconds());
+    sendNotification();
+  }
 }

@@ -1,10 +1,13 @@
 #ifndef ZEPH_PRODUCTS_PRODUCTDECODER_H_
 #define ZEPH_PRODUCTS_PRODUCTDECODER_H_
 
+#include "AbsTime.h"
 #include "BufrDecoder.h"
 #include "DataTime.h"
 #include "Dict.h"
+#include "LogStream.h"
 #include "ProductTraits.h"
+#include "SeqOf.h"
 #include "TextString.h"
 
 // The frame that the seven product decoders share: the road of a file from
@@ -65,6 +68,30 @@ class ProductDecoder : public BufrDecoder {
   // writes is passed over. false, after logging the library's error.
   static bool insertDecodedValues(int ncid, const TextString& name,
                                   long record, const BufrValues& value);
+  // One notification for each distinct minute of `times` that was stored.
+  void notifyTimes(const SeqOf<AbsTime>& times, const SeqOf<bool>& stored);
+  // insertDecodedValues with the log line of the outcome.
+  static void storeSingle(const TextString& name, int ncid, long record,
+                          const BufrValues& value);
+  // The variable that `dict` gives the value's descriptor, after the debug
+  // lines of the value; false where it gives none.
+  static bool variableOfValue(const BufrValues& value,
+                              const Dict<TextString, TextString>& dict,
+                              TextString& name);
+  // The line of a value that no variable of `dict` takes; `what` names
+  // the observation.
+  template <class What>
+  static void logUnmapped(const BufrValues& value,
+                          const Dict<TextString, TextString>& dict,
+                          const What& what) {
+    TextString name;
+    bool named = ncVarNameForDescriptor(value.descriptor(), name, dict);
+    ZLOG(LogStream::VERBOSE)
+        << "Unable to map netcdf file to descriptor " << value.descriptor()
+        << "(" << (named ? name : TextString("\"\"")) << ")"
+        << ", decoded value=[" << value.value() << "] for " << what
+        << " is undefined in the cdl." << std::endl;
+  }
 
   const ProductTraits& _traits;
   TextString _dataDirectory;

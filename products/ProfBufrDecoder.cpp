@@ -1,6 +1,7 @@
 #include "ProfBufrDecoder.h"
 
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <sstream>
 
@@ -48,12 +49,10 @@ long truncated(float value) {
 ProfBufrDecoder::ProfBufrDecoder() : ProfBufrDecoder(kProfilerTraits) {}
 
 ProfBufrDecoder::ProfBufrDecoder(const ProductTraits& traits)
-    : ProductDecoder(traits),
+    : LevelArrayDecoder(traits),
       _npnData(nullptr),
       _capData(nullptr),
-      _obIndex(0),
-      _numLvls(0),
-      _stationId(0) {
+      _obIndex(0) {
   for (int a = 0; a < kArrays; ++a) _levelCounters[a] = 0;
   setUp();
 }
@@ -96,7 +95,7 @@ const char* ProfBufrDecoder::arrayName(int array) {
   return array >= 0 && array < kArrays ? kArrayNames[array] : "";
 }
 
-int ProfBufrDecoder::arrayIndex(const TextString& name) const {
+int ProfBufrDecoder::profileIndex(const TextString& name) const {
   for (int a = 0; a < kArrays; ++a)
     if (name == kArrayNames[a]) return a;
   return -1;
@@ -167,7 +166,7 @@ bool ProfBufrDecoder::preprocessDecodedValues() {
     TextString name;
     if (!_profDescDict.lookup(value.descriptor(), &name)) continue;
     _decodedValues[i].setText(name);
-    int a = arrayIndex(name);
+    int a = profileIndex(name);
     if (a < 0) continue;
     if (_levelCounters[a] >= _numLvls) {
       failed = true;
@@ -221,9 +220,28 @@ int ProfBufrDecoder::write2NetcdfFile() {
   ZLOG(LogStream::EVENT) << "Storing data for station " << ids.at(0) << "  "
                          << times.at(0).format("%h %d %y %T GMT")
                          << " ......" << std::endl;
-  int result = store(ids, times);
+  SeqOf<TextString> texts;
+  for (int k = 0; k < ids.length(); ++k) {
+    char text[24];
+    std::snprintf(text, sizeof text, "%ld", ids.at(k));
+    texts.append(TextString(text));
+  }
+  int result = storeObservations(texts, times, "NCF_STORE site ", "; skipping.");
   clearProfileSets();
   return result;
+}
+
+NetcdfPointData* ProfBufrDecoder::pointData(
+    Dict<TextString, TextString>& dict) const {
+  if (_source == "NPN") {
+    dict = _npnDict;
+    return _npnData;
+  }
+  if (_source == "CAP") {
+    dict = _capDict;
+    return _capData;
+  }
+  return nullptr;
 }
 
 // A WMO block number and the station number behind it make one id: the

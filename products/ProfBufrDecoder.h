@@ -3,7 +3,7 @@
 
 #include "AbsTime.h"
 #include "Dict.h"
-#include "ProductDecoder.h"
+#include "LevelArrayDecoder.h"
 #include "SeqOf.h"
 #include "TextString.h"
 
@@ -16,8 +16,7 @@ class NetcdfPointData;
 // and station number; a station is eleven level arrays (heights, winds,
 // their quality and spread) beside single values, and becomes one record
 // under its minute. Each distinct minute stored is one notification.
-// The store lives in StoreProfiler.cpp.
-class ProfBufrDecoder : public ProductDecoder {
+class ProfBufrDecoder : public LevelArrayDecoder {
  public:
   static constexpr int kArrays = 11;
 
@@ -48,13 +47,20 @@ class ProfBufrDecoder : public ProductDecoder {
 
   bool takeDesignator(const TextString& designator) override;
   TextString sourceWord() const override { return _source; }
+  // The point files and the dictionary of the file's network; none for a
+  // file whose name gave no network.
+  NetcdfPointData* pointData(
+      Dict<TextString, TextString>& dict) const override;
+  int profileIndex(const TextString& name) const override;
+  const SeqOf<SeqOf<float>>& profileSet(int profile) const override {
+    return _profileSets[profile];
+  }
 
  private:
   void setUp();
   bool readArrayTable();
   int countValues(int start, int subset, int descriptor,
                   const char* source) const;
-  int arrayIndex(const TextString& name) const;
   void logLevels() const;
   void clearProfileSets();
 
@@ -65,15 +71,6 @@ class ProfBufrDecoder : public ProductDecoder {
   bool hasTimeBlock(int entry) const;
   SeqOf<AbsTime> makeTimeList();
 
-  // The store.
-  int store(const SeqOf<long>& ids, const SeqOf<AbsTime>& times);
-  NetcdfPointData* sourceData(Dict<TextString, TextString>& dict) const;
-  bool putLevelCount(int ncid, long record);
-  bool storeValues(int start, int ncid, long record);
-  bool storeValue(int index, int ncid, long record);
-  bool storeArray(int ncid, const TextString& name, long record,
-                  const SeqOf<float>& profile);
-  void notifyTimes(const SeqOf<AbsTime>& times, const SeqOf<bool>& stored);
 
   Dict<int, TextString> _profDescDict;
   TextString _source;
@@ -83,18 +80,11 @@ class ProfBufrDecoder : public ProductDecoder {
   NetcdfPointData* _capData;
   Dict<TextString, TextString> _npnDict;
   Dict<TextString, TextString> _capDict;
-  Dict<TextString, TextString> _currentDict;
 
-  SeqOf<int> _levelCounts;
-  SeqOf<int> _obStart;
   int _obIndex;  // the station whose arrays are gathered
-  int _numLvls;
-  long _stationId;
   int _levelCounters[kArrays];
   SeqOf<float> _workArrays[kArrays];
   SeqOf<SeqOf<float>> _profileSets[kArrays];
-  SeqOf<int> _levelIndex;
-  Dict<int, int> _seen;  // descriptor to the subset its array was written for
 };
 
 #endif  // ZEPH_PRODUCTS_PROFBUFRDECODER_H_

@@ -24,13 +24,12 @@ TextString environment(const char* name) {
 
 SatelliteSoundingDecoder::SatelliteSoundingDecoder(
     const ProductTraits& traits, const SoundingFamily& family)
-    : ProductDecoder(traits),
+    : LevelArrayDecoder(traits),
       _family(family),
       _siteTable(nullptr),
       _gridResolution(0),
       _pointData(nullptr),
-      _obIndex(-1),
-      _numLvls(0) {
+      _obIndex(-1) {
   for (int p = 0; p < SoundingFamily::kMaxProfiles; ++p) _levelCounters[p] = 0;
   completeSetUp();
   _siteTable = SiteTable::read(_family.siteFile);
@@ -126,9 +125,16 @@ int SatelliteSoundingDecoder::write2NetcdfFile() {
   if (_obStart.length() == 0) return 0;
   _numLvls = 0;
   SeqOf<AbsTime> times = makeTimeList();
-  int result = store(times);
+  int result =
+      storeObservations(_siteIds, times, _family.storing, _family.noHandleEnd);
   clearProfileSets();
   return result;
+}
+
+NetcdfPointData* SatelliteSoundingDecoder::pointData(
+    Dict<TextString, TextString>& dict) const {
+  dict = _tblBDict;
+  return _pointData;
 }
 
 // An observation starts at its latitude. One whose level count is unknown

@@ -3,7 +3,7 @@
 
 #include "AbsTime.h"
 #include "Dict.h"
-#include "ProductDecoder.h"
+#include "LevelArrayDecoder.h"
 #include "SeqOf.h"
 #include "SoundingFamily.h"
 #include "TextString.h"
@@ -17,8 +17,8 @@ class SiteTable;
 // site's id. A file holds many observations, a subset each; each becomes
 // one record, and each distinct minute of the file one notification.
 // POESBufrDecoder and GOESBufrDecoder are this class with their family's
-// row; the store lives in SatelliteSoundingStore.cpp.
-class SatelliteSoundingDecoder : public ProductDecoder {
+// row.
+class SatelliteSoundingDecoder : public LevelArrayDecoder {
  public:
   ~SatelliteSoundingDecoder() override;
 
@@ -38,6 +38,13 @@ class SatelliteSoundingDecoder : public ProductDecoder {
   SatelliteSoundingDecoder(const ProductTraits& traits,
                            const SoundingFamily& family);
 
+  NetcdfPointData* pointData(
+      Dict<TextString, TextString>& dict) const override;
+  int profileIndex(const TextString& name) const override;
+  const SeqOf<SeqOf<float>>& profileSet(int profile) const override {
+    return _profileSets[profile];
+  }
+
  private:
   bool readGridResolution();
   bool readProfileTable();
@@ -49,20 +56,11 @@ class SatelliteSoundingDecoder : public ProductDecoder {
   bool dropsLevel(int index) const;
   void sortByPressure();
   void logLevels() const;
-  int profileIndex(const TextString& name) const;
   void logPosition(int category, const SoundingFamily::PositionLine& line,
                    float lat, float lon) const;
   SeqOf<AbsTime> makeTimeList();
   AbsTime observationTime(int t) const;
 
-  // The store.
-  int store(const SeqOf<AbsTime>& times);
-  bool putLevelCount(int ncid, long record);
-  bool storeValues(int start, int ncid, long record);
-  bool storeValue(int index, int ncid, long record);
-  bool storeArray(int ncid, const TextString& name, long record,
-                  const SeqOf<float>& profile);
-  void notifyTimes(const SeqOf<AbsTime>& times, const SeqOf<bool>& stored);
   void clearProfileSets();
 
   const SoundingFamily& _family;
@@ -70,19 +68,12 @@ class SatelliteSoundingDecoder : public ProductDecoder {
   float _gridResolution;
   Dict<int, TextString> _profDescDict;
   NetcdfPointData* _pointData;
-  Dict<TextString, TextString> _currentDict;
 
   SeqOf<TextString> _siteIds;
-  SeqOf<int> _levelCounts;
-  SeqOf<int> _obStart;
   int _obIndex;
-  int _numLvls;
-  TextString _siteId;
   int _levelCounters[SoundingFamily::kMaxProfiles];
   SeqOf<float> _workArrays[SoundingFamily::kMaxProfiles];
   SeqOf<SeqOf<float>> _profileSets[SoundingFamily::kMaxProfiles];
-  SeqOf<int> _levelIndex;
-  Dict<int, int> _seen;  // descriptor to the subset its array was written for
 };
 
 #endif  // ZEPH_PRODUCTS_SATELLITESOUNDINGDECODER_H_

@@ -14,10 +14,6 @@ namespace {
 
 const char kTimeForm[] = "%h %d %y %T GMT";
 
-std::ostream& operator<<(std::ostream& out, const LatLonCoord& position) {
-  return out << position.lat << ", " << position.lon;
-}
-
 }  // namespace
 
 // Every observation is stored as far as it goes; one without a handle
@@ -85,15 +81,7 @@ bool WindBufrDecoder::storeValues(int start, int ncid, long record,
     const BufrValues& value = _decodedValues.at(v);
     if (value.descriptor() == _family.stopDescriptor) break;
     answer = storeValue(v, ncid, record);
-    if (answer) continue;
-    TextString name;
-    bool named =
-        ncVarNameForDescriptor(value.descriptor(), name, _currentDict);
-    ZLOG(LogStream::VERBOSE)
-        << "Unable to map netcdf file to descriptor " << value.descriptor()
-        << "(" << (named ? name : TextString("\"\"")) << ")"
-        << ", decoded value=[" << value.value() << "] for " << position
-        << " is undefined in the cdl." << std::endl;
+    if (!answer) logUnmapped(value, _currentDict, position);
   }
   return answer;
 }
@@ -103,37 +91,8 @@ bool WindBufrDecoder::storeValues(int start, int ncid, long record,
 bool WindBufrDecoder::storeValue(int index, int ncid, long record) {
   const BufrValues& value = _decodedValues.at(index);
   TextString name;
-  bool named = ncVarNameForDescriptor(value.descriptor(), name, _currentDict);
-  ZLOG(LogStream::DEBUG) << "subset: " << value.subset() << ", dvDescriptor ("
-                         << value.descriptor() << ")= <" << name << "> <"
-                         << value.value() << ">" << std::endl;
-  if (!named) return value.hasText();
-  ZLOG(LogStream::DEBUG) << "subset: " << value.subset() << ", dvDescriptor ("
-                         << value.descriptor() << ")= <" << name << "> <"
-                         << value.text() << ">" << std::endl;
+  if (!variableOfValue(value, _currentDict, name)) return value.hasText();
   storeNamedValue(value, name, ncid, record);
   return true;
 }
 
-void WindBufrDecoder::storeSingle(const TextString& name, int ncid,
-                                  long record, const BufrValues& value) {
-  if (insertDecodedValues(ncid, name, record, value)) {
-    ZLOG(LogStream::DEBUG) << "Successful singleton store of " << name
-                           << std::endl;
-  } else {
-    ZLOG(LogStream::PROBLEM) << "Unable to store singleton value for " << name
-                             << std::endl;
-  }
-}
-
-// One notification for each distinct minute of the file that was stored.
-void WindBufrDecoder::notifyTimes(const SeqOf<AbsTime>& times,
-                                  const SeqOf<bool>& stored) {
-  Set<long> sent;
-  for (int k = 0; k < times.length(); ++k) {
-    _dataTime = DataTime(times.at(k));
-    if (!stored.at(k) || sent.lookup(times.at(k).seconds())) continue;
-    sent.insert(times.at(k).seconds());
-    sendNotification();
-  }
-}

@@ -45,9 +45,6 @@ class WindBufrDecoder : public ProductDecoder {
   // Writes a value that has its variable `name`, by the family's rule.
   virtual void storeNamedValue(const BufrValues& value, const TextString& name,
                                int ncid, long record) = 0;
-  // One value at the start of the record, with the log line of the outcome.
-  void storeSingle(const TextString& name, int ncid, long record,
-                   const BufrValues& value);
 
   // The copy of the template's dictionary that the store now works with.
   Dict<TextString, TextString> _currentDict;
@@ -62,7 +59,6 @@ class WindBufrDecoder : public ProductDecoder {
   bool storeValues(int start, int ncid, long record,
                    const LatLonCoord& position);
   bool storeValue(int index, int ncid, long record);
-  void notifyTimes(const SeqOf<AbsTime>& times, const SeqOf<bool>& stored);
 
   const WindFamily& _family;
   NetcdfPointData* _pointData;
