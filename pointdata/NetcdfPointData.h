@@ -394,7 +394,8 @@ class NetcdfPointData {
   // with the scan's message, and the next look lists the directory again;
   // false.
   bool confirmFile(PointNetcdfFileInfo* fileInfo);
-  void confirmEnds(SeqOf<AbsTime>& times, const PointNetcdfFileInfo*& madeLast);
+  void confirmEnds(SeqOf<AbsTime>& times,
+                   const PointNetcdfFileInfo*& madeLast);
   // One record less uses the structure; the last use destroys it.
   void releaseStructure(PointFileStructure* s);
   bool setRanges();

@@ -432,7 +432,8 @@ bool NetcdfPointData::confirmFile(PointNetcdfFileInfo* fileInfo) {
   // The file as it stood before the open: a look that finds this time
   // needs no sync of what the open has just read, and a later store moves it.
   struct stat status;
-  if (stat(fileInfo->path.chars(), &status) == 0) fileInfo->modTime = status.st_mtim;
+  if (stat(fileInfo->path.chars(), &status) == 0)
+    fileInfo->modTime = status.st_mtim;
   PointFileStructure* s = openInMode(fileInfo, false)
                               ? getFileStructure(fileInfo->ncid, fileInfo)
                               : nullptr;
@@ -452,7 +453,8 @@ bool NetcdfPointData::confirmFile(PointNetcdfFileInfo* fileInfo) {
     ++s->useCount;
     releaseStructure(listed);
     setCoverage(fileInfo, fileInfo->fileTime);
-    if (fileInfo->validEnd > _latestValidEnd) _latestValidEnd = fileInfo->validEnd;
+    if (fileInfo->validEnd > _latestValidEnd)
+      _latestValidEnd = fileInfo->validEnd;
   }
   // Just read whole, as a scan reads a file it adds.
   setNextCheck(fileInfo);

@@ -557,15 +557,21 @@ long NetcdfPointData::findStaticIdInFile(const char* id,
   // The rows in use, read at once into memory that every file reuses:
   // one read of a few blocks costs less than a read a row, and memory
   // touched once costs nothing the next time.
-  static std::vector<char> scratch;
-  size_t size = static_cast<size_t>(tableSize(rows, width));
-  if (scratch.size() < size) scratch.resize(size);
-  char* table = scratch.data();
-  if (!PointIndexReader::readChars(fileInfo->ncid, s.staticIdsVar, 0, rows,
+  static std::unique_ptr<char[]> scratch;
+  static long capacity = 0;
+  long size = tableSize(rows, width);
+  if (size > capacity) {
+    scratch.reset(newIndexArray<char>(size));
+    capacity = scratch ? size : 0;
+  }
+  char* table = scratch.get();
+  if (table == nullptr ||
+      !PointIndexReader::readChars(fileInfo->ncid, s.staticIdsVar, 0, rows,
                                    width, table))
     return -2;
   terminateRows(table, rows, width);
-  return bisectRows(id, rows, [table, width](long i) { return table + i * width; });
+  return bisectRows(id, rows,
+                    [table, width](long i) { return table + i * width; });
 }
 
 namespace {

@@ -11,7 +11,8 @@ struct LatLonCoord {
 };
 
 // "lat, lon", as the log lines give a position.
-inline std::ostream& operator<<(std::ostream& out, const LatLonCoord& position) {
+inline std::ostream& operator<<(std::ostream& out,
+                                const LatLonCoord& position) {
   return out << position.lat << ", " << position.lon;
 }
 

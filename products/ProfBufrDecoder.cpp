@@ -226,7 +226,8 @@ int ProfBufrDecoder::write2NetcdfFile() {
     std::snprintf(text, sizeof text, "%ld", ids.at(k));
     texts.append(TextString(text));
   }
-  int result = storeObservations(texts, times, "NCF_STORE site ", "; skipping.");
+  int result =
+      storeObservations(texts, times, "NCF_STORE site ", "; skipping.");
   clearProfileSets();
   return result;
 }
