@@ -119,9 +119,6 @@ TEST_F(BufrExpansionTest, TableDMissesAndBadSequences) {
 }
 
 TEST_F(BufrExpansionTest, MissInAFixedReplicationInAGroupEndsTheProcess) {
-  // A child of its own: the exit of a forked one would run this process's
-  // exit handlers, and they remove the log directory of the tests after.
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(expand({101000, 31001, 101002, 363255}),
               ::testing::ExitedWithCode(1),
               "Descriptor 363255 does not exist in table D\\.\n(.|\n)*"

@@ -71,6 +71,7 @@ struct LogDirectoryForTests {
     char pattern[] = "/tmp/zephlog.XXXXXX";
     if (const char* made = mkdtemp(pattern)) {
       dir = made;
+      owner = getpid();
       setenv("LOG_DIR", made, 1);
       std::string preferences = dir + "/logPref";
       std::ofstream(preferences.c_str());
@@ -78,13 +79,16 @@ struct LogDirectoryForTests {
     }
   }
   ~LogDirectoryForTests() {
-    if (dir.empty()) return;
+    // A forked child (a death test's) runs this too at its exit: the
+    // directory is the test program's, and its later tests still log there.
+    if (dir.empty() || getpid() != owner) return;
     std::string command = "rm -rf '" + dir + "'";
     if (system(command.c_str()) != 0) {
       // Leftovers in /tmp are harmless.
     }
   }
   std::string dir;
+  pid_t owner = 0;
 } logDirectoryForTests;
 
 }  // namespace
