@@ -591,7 +591,7 @@ long searchOverflow(const char* id, const PointNetcdfFileInfo* f,
   if (width < 1 || strnlen(id, width) >= static_cast<size_t>(width)) return -1;
   long first = std::max(f->firstOverflow, 0L);
   for (long r = std::min(f->nRecords, f->capacity) - 1; r >= first; --r) {
-    if (f->isOverflow != nullptr && f->isOverflow[r] == 0) continue;
+    if (f->isOverflow != nullptr && f->isOverflow[r] != 1) continue;
     if (firstTime != nullptr && (f->invTime[r] < firstTime->seconds() ||
                                  f->invTime[r] > lastTime->seconds()))
       continue;

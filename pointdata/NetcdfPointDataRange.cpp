@@ -237,7 +237,7 @@ bool NetcdfPointData::idsInRange(const TimeRange& range, int* handle,
   std::set<std::string> seen;
   long from = std::max(first, std::max(info->firstOverflow, 0L));
   for (long rec = from; rec < std::min(first + count, info->nRecords); ++rec) {
-    if (info->isOverflow != nullptr && info->isOverflow[rec] == 0) continue;
+    if (info->isOverflow != nullptr && info->isOverflow[rec] != 1) continue;
     if (!whole && !recordTimeIn(info, rec, r)) continue;
     if (whole && info->prevRecord != nullptr && info->isOverflow != nullptr &&
         info->prevRecord[rec] >= 0)

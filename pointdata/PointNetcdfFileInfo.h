@@ -72,6 +72,8 @@ struct PointNetcdfFileInfo {
   char* recordIds;
   int* invTime;
   int* prevRecord;
+  // 1 marks an overflow record. Anything else is none: a writer marks only
+  // those, and the others keep what the file was filled with.
   int* isOverflow;
   // Before this time the file isn't looked at for freshness.
   AbsTime nextCheck;

@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@
 #include "PointNetcdfFileInfo.h"
 #include "PointStoreFixture.h"
 #include "TestSupport.h"
+#include "TimeRange.h"
 
 namespace {
 
@@ -175,6 +177,23 @@ TEST_F(WriteRecordTest, AFullTableOverflowsIntoChains) {
   info->firstOverflow = 1;
   EXPECT_EQ(-1, NetcdfPointData::findOverflowRecord("KDEN", info))
       << "below maxStaticIds is no overflow";
+
+  // A reader names each id of a range's bins once: KBOU's record after
+  // overflow began has its row, whatever the file holds for it in
+  // isOverflow.
+  NetcdfPointData reader(dir.path().c_str(), false, false);
+  TimeRange range(AbsTime(kNoon + 25), AbsTime(kNoon + 45));
+  SeqOfPtr<int*> handles;
+  ASSERT_TRUE(reader.handlesForRange(range, handles));
+  ASSERT_EQ(1, handles.length());
+  SeqOf<TextString> ids;
+  long first = 0, count = 0;
+  ASSERT_TRUE(reader.idsInRange(range, handles[0], ids, first, count));
+  std::vector<std::string> names;
+  for (int i = 0; i < ids.length(); ++i) names.push_back(ids.at(i).chars());
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(std::vector<std::string>({"KAPA", "KBOU", "KDEN"}), names);
+  EXPECT_TRUE(reader.releaseHandles(handles));
 }
 
 // Bad requests give null with their reasons, and the store goes on.
