@@ -18,6 +18,7 @@
 #include "IpcTestSupport.h"
 #include "MsgHeader.h"
 #include "SocketConnection.h"
+#include "TestSupport.h"
 #include "getCommsData.h"
 
 namespace {
@@ -33,16 +34,11 @@ std::string textOf(const IPC_Target& target) {
 class RawClient {
  public:
   RawClient() {
-    _listener = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof a;
-    bind(_listener, reinterpret_cast<sockaddr*>(&a), size);
-    getsockname(_listener, reinterpret_cast<sockaddr*>(&a), &size);
+    int port = 0;
+    _listener = loopbackSocket(&port);
     listen(_listener, 8);
     fcntl(_listener, F_SETFL, O_NONBLOCK);
-    _target = IPC_Target::anonymous(INADDR_LOOPBACK, ntohs(a.sin_port), 1);
+    _target = IPC_Target::anonymous(INADDR_LOOPBACK, port, 1);
   }
   ~RawClient() {
     for (int fd : _peers) close(fd);

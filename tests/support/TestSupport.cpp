@@ -93,7 +93,7 @@ struct LogDirectoryForTests {
 
 }  // namespace
 
-int freePort() {
+int loopbackSocket(int* port) {
   int fd = socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in a{};
   a.sin_family = AF_INET;
@@ -101,6 +101,12 @@ int freePort() {
   socklen_t size = sizeof a;
   bind(fd, reinterpret_cast<sockaddr*>(&a), size);
   getsockname(fd, reinterpret_cast<sockaddr*>(&a), &size);
-  close(fd);
-  return ntohs(a.sin_port);
+  *port = ntohs(a.sin_port);
+  return fd;
+}
+
+int freePort() {
+  int port = 0;
+  close(loopbackSocket(&port));
+  return port;
 }

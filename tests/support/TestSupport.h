@@ -36,6 +36,8 @@ std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& content);
 // Number of times `needle` occurs in `haystack`.
 int countOf(const std::string& haystack, const std::string& needle);
+// A TCP socket bound to a port of 127.0.0.1 that the system chose.
+int loopbackSocket(int* port);
 // A port on 127.0.0.1 that nobody listens on, for the moment.
 int freePort();
 
