@@ -14,7 +14,7 @@
 // sender's queue builds after a few messages.
 // Each mode first sends a hello (module 5, type 0) to the test, which so
 // learns its target. Type 9 ends it; the sink then answers with type 8:
-// its count and whether every number followed the one before.
+// its count, whether every number followed the one before, and the last.
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -48,9 +48,11 @@ class PeerReceiver : public Receiver {
                char* args) override {
     if (type == 9) {
       if (sink) {
-        DataCaptMessage answer(8, new ArgPkg2<unsigned long, int>(
-                                      received, inOrder ? 1 : 0),
-                               0, 1);
+        DataCaptMessage answer(
+            8,
+            new ArgPkg3<unsigned long, int, long>(received, inOrder ? 1 : 0,
+                                                  last),
+            0, 1);
         answer.send(sender);
       }
       done = true;

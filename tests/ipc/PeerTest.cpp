@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <ctime>
 #include <sstream>
 
 #include "Dispatcher.h"
@@ -26,10 +27,11 @@ void PeerReceiver::receive(const short& type, const IPC_Target& sender,
   }
   answers.push_back(type);
   if (type == 8) {
-    ArgPkg2<unsigned long, int> counted;
+    ArgPkg3<unsigned long, int, long> counted;
     counted.quantize(args, args + argLength);
     sinkCount = static_cast<long>(counted.arg1);
     sinkInOrder = counted.arg2 == 1;
+    sinkLast = counted.arg3;
     sinks.emplace_back(sinkCount, sinkInOrder);
     return;
   }
@@ -76,9 +78,9 @@ IPC_Target PeerTest::spawn(std::vector<std::string> args,
   }
   children.push_back(pid);
   size_t known = peers->hellos.size();
-  for (int i = 0; i < 100 && peers->hellos.size() == known; ++i)
-    waitForMessage(1);
-  return peers->hellos.size() > known ? peers->hellos.back() : IPC_Target();
+  return serveUntil([&] { return peers->hellos.size() > known; })
+             ? peers->hellos.back()
+             : IPC_Target();
 }
 
 bool PeerTest::roundTrip(const IPC_Target& peer, long number, int bytes) {
@@ -87,9 +89,8 @@ bool PeerTest::roundTrip(const IPC_Target& peer, long number, int bytes) {
   DataCaptMessage message(2, new Echo(number, payload), 0, 1);
   if (message.send(peer) != 0) return false;
   size_t known = peers->echoes.size();
-  for (int i = 0; i < 50 && peers->echoes.size() == known; ++i)
-    waitForMessage(1);
-  return peers->echoes.size() > known && peers->echoes.back() == number;
+  return serveUntil([&] { return peers->echoes.size() > known; }) &&
+         peers->echoes.back() == number;
 }
 
 int PeerTest::stop(const IPC_Target& peer, int deliveryMode) {
@@ -101,4 +102,13 @@ void PeerTest::killNewest() {
   kill(children.back(), SIGKILL);
   waitpid(children.back(), nullptr, 0);
   children.pop_back();
+}
+
+bool PeerTest::serveUntil(const std::function<bool()>& done, int seconds) {
+  time_t end = time(nullptr) + seconds;
+  while (!done()) {
+    if (time(nullptr) > end) return false;
+    waitForMessage(1);
+  }
+  return true;
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,6 +28,7 @@ class PeerReceiver : public Receiver {
   std::vector<IPC_Target> resumed;  // type 7, from a slow peer
   long sinkCount = -1;  // of the last sink that answered
   bool sinkInOrder = false;
+  long sinkLast = -1;  // the last number it was sent
   std::vector<std::pair<long, bool>> sinks;  // count and order of each
 };
 
@@ -48,6 +50,11 @@ class PeerTest : public ::testing::Test {
   static int stop(const IPC_Target& peer, int deliveryMode = 1);
   // Ends the newest child with SIGKILL and reaps it.
   void killNewest();
+  // Serves messages until `done` holds or `seconds` pass. The bound only
+  // guards against a hung peer: on a loaded machine a sink may take many
+  // seconds to read what it was sent.
+  static bool serveUntil(const std::function<bool()>& done,
+                         int seconds = 120);
 
   static PeerReceiver* peers;
   std::vector<pid_t> children;

@@ -145,7 +145,8 @@ TEST_F(SocketTest, TheDescriptorLimitClosesIdleSockets) {
 
 // 100 000 numbered messages to a named peer that is killed and comes back
 // on its port midway: after the reconnect every message arrives once and
-// in order.
+// in order. A send thread that reconnects only once the new peer listens
+// may still bring it the rest of its queue first, in order.
 TEST_F(SocketTest, SoakWithARestartedPeer) {
   const std::string port = std::to_string(sinkPort());
   IPC_Target sink("IPC_TEST_SINK");
@@ -174,11 +175,12 @@ TEST_F(SocketTest, SoakWithARestartedPeer) {
   }
   quiet.text();
   ASSERT_EQ(0, stop(sink));
-  for (int i = 0; i < 100 && peers->answers.empty(); ++i) waitForMessage(1);
+  ASSERT_TRUE(serveUntil([] { return !peers->answers.empty(); }));
   ASSERT_EQ(1u, peers->answers.size());
   EXPECT_EQ(8, peers->answers[0]);
   EXPECT_EQ(50000, sentAfter);
-  EXPECT_EQ(sentAfter, peers->sinkCount);
+  EXPECT_LE(sentAfter, peers->sinkCount);
+  EXPECT_EQ(99999, peers->sinkLast);
   EXPECT_TRUE(peers->sinkInOrder);
 }
 

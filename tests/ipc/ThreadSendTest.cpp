@@ -98,8 +98,7 @@ class ThreadSendTest : public PeerTest {
   }
   // Waits until each sink has answered its stop.
   void awaitSinks(size_t count) {
-    for (int i = 0; i < 300 && peers->sinks.size() < count; ++i)
-      waitForMessage(1);
+    serveUntil([&] { return peers->sinks.size() >= count; });
   }
 };
 
@@ -240,7 +239,7 @@ TEST_F(ThreadSendTest, APeerThatReadsNothingIsGivenUp) {
       EXPECT_FALSE(sendNumbered(stalled, number, 1));
     } else if (c.end == kPeerDies) {
       killNewest();
-      for (int i = 0; i < 50 && socketTo(stalled); ++i) waitForMessage(1);
+      serveUntil([&] { return socketTo(stalled) == nullptr; });
     } else {
       connection()->removeSocket(socketTo(stalled), true);
     }
