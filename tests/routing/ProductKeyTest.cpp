@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,17 +21,15 @@ const char* const kNone = "(none)";
 
 // The key of each message, found in a child process with ZEPH_HOME at
 // `home`; `before(i)` runs in the child ahead of message i. The child's
-// log goes to `log`.
+// log goes to `dir`'s "log".
 std::vector<std::string> keysFound(
-    const std::string& home, const std::vector<std::string>& messages,
-    const std::string& log,
+    const TempDir& dir, const std::string& home,
+    const std::vector<std::string>& messages,
     const std::function<void(size_t)>& before = [](size_t) {}) {
-  int pipeEnds[2];
-  if (pipe(pipeEnds) != 0) return {};
   pid_t pid = fork();
   if (pid == 0) {
     setenv("ZEPH_HOME", home.c_str(), 1);
-    if (!freopen(log.c_str(), "w", stderr)) _exit(1);
+    if (!freopen(dir.file("log").c_str(), "w", stderr)) _exit(1);
     std::string out;
     for (size_t i = 0; i < messages.size(); ++i) {
       before(i);
@@ -38,19 +37,13 @@ std::vector<std::string> keysFound(
                                 static_cast<int>(messages[i].size()));
       out += std::string(key ? key : kNone) + '\t';
     }
-    _exit(write(pipeEnds[1], out.data(), out.size()) < 0);
+    writeFile(dir.file("keys"), out);
+    _exit(0);
   }
-  close(pipeEnds[1]);
-  std::string all;
-  char chunk[256];
-  for (ssize_t n; (n = read(pipeEnds[0], chunk, sizeof chunk)) > 0;)
-    all.append(chunk, n);
-  close(pipeEnds[0]);
   waitpid(pid, nullptr, 0);
+  std::istringstream all(readFile(dir.file("keys")));
   std::vector<std::string> keys;
-  for (size_t at = 0, tab; (tab = all.find('\t', at)) != std::string::npos;
-       at = tab + 1)
-    keys.push_back(all.substr(at, tab - at));
+  for (std::string key; std::getline(all, key, '\t');) keys.push_back(key);
   return keys;
 }
 
@@ -74,16 +67,15 @@ TEST(ProductKeyTest, TheSiteListFindsTheHeadingOfEachFamily) {
       "JUSA41", "JUSB51", "IUTX01", "IUSA11", "IUAX02", "JUTY03",
       "IUPT03", "ISXX01", "IUSB12", kNone, "ISXX01\r\r\nBUFR", "JUSC61",
       "IUAA01", "IUPA" + std::string(16, 'x'), "JUSD7"};
-  EXPECT_EQ(keysFound(ZEPH_SOURCE_DIR "/site", messages, tmp.file("log")),
-            expected);
+  EXPECT_EQ(keysFound(tmp, ZEPH_SOURCE_DIR "/site", messages), expected);
 }
 
 TEST(ProductKeyTest, AMissingListIsReadOnceItIsThere) {
   TempDir home;
   std::string list = home.file("data/patterns.txt");
   std::vector<std::string> keys = keysFound(
-      home.path(), {"xx JUSA41 KWBC", "xx JUSA41 KWBC", "IU IUTX"},
-      home.file("log"), [&](size_t i) {
+      home, home.path(), {"xx JUSA41 KWBC", "xx JUSA41 KWBC", "IU IUTX"},
+      [&](size_t i) {
         // the list appears after the first try, and its loss later
         // changes nothing
         if (i == 1) {
