@@ -86,14 +86,16 @@ std::vector<char> wire(const Pkg& pkg, const std::string& behind = "") {
 }
 
 SeqOf<unsigned char> bytesOf(const std::string& text) {
-  return SeqOf<unsigned char>(static_cast<int>(text.size()),
-                              reinterpret_cast<const unsigned char*>(text.data()));
+  return SeqOf<unsigned char>(
+      static_cast<int>(text.size()),
+      reinterpret_cast<const unsigned char*>(text.data()));
 }
 
 std::vector<std::string> gotByCallback;
 void callback(TextString* key, long tag, long length, unsigned char* data) {
-  gotByCallback.push_back(std::string(key->chars()) + " " + std::to_string(tag) +
-                          " " + std::string(reinterpret_cast<char*>(data), length));
+  gotByCallback.push_back(std::string(key->chars()) + " " +
+                          std::to_string(tag) + " " +
+                          std::string(reinterpret_cast<char*>(data), length));
 }
 
 class CommsRoutingTest : public ::testing::Test {
@@ -101,9 +103,7 @@ class CommsRoutingTest : public ::testing::Test {
   static void SetUpTestSuite() {
     commsSite();
     SocketConnection::start();
-    StderrCapture err;
     CommsRoutingTable::instance().reconnectClients("TEST_ROUTER");
-    startLog = new std::string(err.text());
   }
   void TearDown() override {
     while (table.length() > 0) table.removeClient(*table.entryAt(0));
@@ -116,15 +116,10 @@ class CommsRoutingTest : public ::testing::Test {
     return err.text();
   }
 
-  static std::string* startLog;
   CommsRoutingTable& table = CommsRoutingTable::instance();
 };
 
-std::string* CommsRoutingTest::startLog = nullptr;
-
 TEST_F(CommsRoutingTest, TheFileFollowsTheTableAndTheLatestPatternWins) {
-  EXPECT_NE(startLog->find("No clients are currently registered with the "
-                           "TEST_ROUTER."), std::string::npos);
   RawClient a, b;
   table.registerClient(a.target(), "^JUS");
   {
@@ -161,9 +156,19 @@ TEST_F(CommsRoutingTest, AClientThatCantBeReachedIsDroppedAndTheOthersServed) {
                                          textOf(third.target()) + " ^IUA\n");
 }
 
-TEST_F(CommsRoutingTest, SourcesProductsAreRoutedByTheirKeyOrRefused) {
+// In order, each message after the requests before it: a client's request
+// sets its pattern, a source's product goes where its key is found, and
+// what doesn't fit is refused with its line.
+TEST_F(CommsRoutingTest, EachMessageIsLoggedAndRoutedOrRefused) {
+  {
+    StderrCapture err;
+    EXPECT_EQ(getCommsData("x", "NO_SUCH_ROUTER", callback), -1);
+    EXPECT_NE(err.text().find("Can't send Data Request message to "
+                              "NO_SUCH_ROUTER: Not a recognized IPC Target."),
+              std::string::npos);
+  }
   RawClient client;
-  table.registerClient(client.target(), ".");
+  using Cr = ArgPkg1<TextString>;
   using Ds = ArgPkg3<TextString, long, long>;
   struct Case {
     short type;
@@ -171,6 +176,12 @@ TEST_F(CommsRoutingTest, SourcesProductsAreRoutedByTheirKeyOrRefused) {
     const char* log;
     const char* routed;
   } cases[] = {
+      {6, wire(Cr("^IU")), "NCF_ENTRY CRMsg Pattern: ^IU", nullptr},
+      {5, wire(Ds("JUSA41", 7, 3), "abc"), "NCF_ENTRY DSMsg: JUSA41 7 3",
+       nullptr},
+      {5, wire(Ds("IUAX01", 7, 3), "abc"), "NCF_ENTRY DSMsg: IUAX01 7 3",
+       "IUAX01 7 3"},
+      {6, wire(Cr(".")), "NCF_ENTRY CRMsg Pattern: .", nullptr},
       {4, wire(LdmArgs(7, 25, bytesOf(product("JUSA41 KWBC 221200", 0)))),
        "NCF_ENTRY LDMMsg: JUSA41 7 25", "JUSA41 7 25"},
       {4, wire(LdmArgs(7, 11, bytesOf("SAUS70 KWBC"))),
@@ -179,8 +190,6 @@ TEST_F(CommsRoutingTest, SourcesProductsAreRoutedByTheirKeyOrRefused) {
        "NCF_FAIL Couldn't find key in LDM msg:", nullptr},
       {4, wire(LdmArgs(7, 99, bytesOf("JUSA41 K"))),
        "NCF_FAIL LDM msg length 99 doesn't fit its 8 bytes", nullptr},
-      {5, wire(Ds("IUAX01", 7, 3), "abc"), "NCF_ENTRY DSMsg: IUAX01 7 3",
-       "IUAX01 7 3"},
       {8, wire(Ds("IUAA01", 8, 3), "abc"), "NCF_ENTRY DSMsg: IUAA01 8 3",
        "IUAA01 8 3"},
       {5, wire(Ds("IUAX01", 7, 10), "abc"),
@@ -191,6 +200,16 @@ TEST_F(CommsRoutingTest, SourcesProductsAreRoutedByTheirKeyOrRefused) {
       {11, {}, "NCF_FAIL Unrecognized message type: 11", nullptr},
       {9, wire(ArgPkg1<AbsTime>(AbsTime::now())), "CommsRouter has restarted.",
        nullptr},
+      // Data for this process go to its callbacks, not to clients.
+      {7, wire(CommsDataArgs("JUSA41", 5, 5, bytesOf("hello"))),
+       "NCF_ENTRY CDMsg: JUSA41 5 5", nullptr},
+      {7, wire(CommsDataArgs("JUSA41", 6, 9, bytesOf("hello"))),
+       "NCF_FAIL CD msg length 9 doesn't fit its 5 bytes", nullptr},
+      // A pattern the file can't hold as one word takes the client out.
+      {6, wire(Cr("a b")),
+       "NCF_FAIL Pattern \"a b\" is empty or holds white space", nullptr},
+      {5, wire(Ds("IUAX01", 7, 3), "abc"), "NCF_ENTRY DSMsg: IUAX01 7 3",
+       nullptr},
   };
   for (Case& c : cases) {
     EXPECT_NE(receive(c.type, client.target(), c.args).find(c.log),
@@ -199,32 +218,8 @@ TEST_F(CommsRoutingTest, SourcesProductsAreRoutedByTheirKeyOrRefused) {
     if (c.routed) expected.push_back(c.routed);
     EXPECT_EQ(client.received(), expected) << c.log;
   }
-}
-
-TEST_F(CommsRoutingTest, RequestsRegisterTheirSenderAndDataReachTheCallbacks) {
-  RawClient client;
-  EXPECT_NE(receive(6, client.target(), wire(ArgPkg1<TextString>("^IU")))
-                .find("NCF_ENTRY CRMsg Pattern: ^IU"),
-            std::string::npos);
-  ASSERT_EQ(table.length(), 1);
-  EXPECT_EQ(table.entryAt(0)->pattern(), TextString("^IU"));
-  EXPECT_NE(receive(6, client.target(), wire(ArgPkg1<TextString>("a b")))
-                .find("NCF_FAIL Pattern \"a b\" is empty or holds white space"),
-            std::string::npos);
-  EXPECT_EQ(table.length(), 0);
-  {
-    StderrCapture err;
-    EXPECT_EQ(getCommsData("x", "NO_SUCH_ROUTER", callback), -1);
-    EXPECT_NE(err.text().find("Can't send Data Request message to "
-                              "NO_SUCH_ROUTER: Not a recognized IPC Target."),
-              std::string::npos);
-  }
-  EXPECT_NE(receive(7, client.target(),
-                    wire(CommsDataArgs("JUSA41", 5, 5, bytesOf("hello"))))
-                .find("NCF_ENTRY CDMsg: JUSA41 5 5"),
-            std::string::npos);
-  receive(7, client.target(), wire(CommsDataArgs("JUSA41", 6, 9, bytesOf("hello"))));
   EXPECT_EQ(gotByCallback, std::vector<std::string>{"JUSA41 5 hello"});
+  EXPECT_EQ(table.length(), 0);
 }
 
 }  // namespace

@@ -3,20 +3,15 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
-#include <sstream>
-
-#include "IpcTestSupport.h"
-
 const CommsSite& commsSite() {
   static CommsSite* site = [] {
     CommsSite* s = new CommsSite;
-    s->routerPort = freePort();
     mkdir(s->home.file("data").c_str(), 0755);
     mkdir(s->data.file("workFiles").c_str(), 0755);
     writeFile(s->home.file("data/zeph.config"),
               "SeqOfTextString = namedTargets\n"
               "SocketConnection.namedTargets: COMMS_ROUTER, 127.0.0.1, " +
-                  std::to_string(s->routerPort) + "\n");
+                  std::to_string(freePort()) + "\n");
     writeFile(s->home.file("data/patterns.txt"),
               readFile(ZEPH_SOURCE_DIR "/site/data/patterns.txt") +
                   "ZZEND Q\n");
@@ -32,13 +27,4 @@ std::string product(const std::string& heading, int size) {
   // No letters among them, so no key.
   for (int i = 0; i < size; ++i) bytes += static_cast<char>(i % 64);
   return bytes;
-}
-
-std::vector<std::string> linesWith(const std::string& path,
-                                   const std::string& text) {
-  std::istringstream in(readFile(path));
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(in, line);)
-    if (line.find(text) != std::string::npos) lines.push_back(line);
-  return lines;
 }

@@ -2,7 +2,6 @@
 #define ZEPH_TESTS_ROUTING_COMMSSITE_H_
 
 #include <string>
-#include <vector>
 
 #include "TestSupport.h"
 
@@ -14,7 +13,6 @@
 struct CommsSite {
   TempDir home;
   TempDir data;
-  int routerPort;
 
   std::string clientsFile() const {
     return data.file("workFiles/COMMS_ROUTER_clients.txt");
@@ -24,9 +22,5 @@ const CommsSite& commsSite();
 
 // A product: its heading, then bytes with no key beginning among them.
 std::string product(const std::string& heading, int size = 3000);
-
-// The lines of a file that hold `text`.
-std::vector<std::string> linesWith(const std::string& path,
-                                   const std::string& text);
 
 #endif  // ZEPH_TESTS_ROUTING_COMMSSITE_H_
