@@ -119,41 +119,35 @@ class CommsRoutingTest : public ::testing::Test {
   CommsRoutingTable& table = CommsRoutingTable::instance();
 };
 
-TEST_F(CommsRoutingTest, TheFileFollowsTheTableAndTheLatestPatternWins) {
-  RawClient a, b;
+// A client's latest pattern wins, at the end of the table; a client that
+// can't be reached is dropped, and those before and after it are served.
+TEST_F(CommsRoutingTest, TheFileFollowsTheTableAndLosesWhomItCantReach) {
+  RawClient a, b, c;
+  IPC_Target gone = IPC_Target::anonymous(INADDR_LOOPBACK, freePort(), 1);
   table.registerClient(a.target(), "^JUS");
   {
     StderrCapture err;
     table.registerClient(b.target(), "(");
     EXPECT_NE(err.text().find("zephRegcomp failure in ("), std::string::npos);
   }
-  table.registerClient(a.target(), "^IUT");
-  EXPECT_EQ(readFile(clientsFile()),
-            textOf(b.target()) + " (\n" + textOf(a.target()) + " ^IUT\n");
-  const unsigned char bytes[] = "abcd";
-  table.sendData("IUTX01", 3, 4, bytes);
-  table.sendData("JUSA41", 4, 4, bytes);
-  EXPECT_EQ(a.received(), std::vector<std::string>{"IUTX01 3 4"});
-  EXPECT_TRUE(b.received().empty());
-  table.removeClient(b.target());
-  table.removeClient(a.target());
-  EXPECT_NE(access(clientsFile().c_str(), F_OK), 0);
-}
-
-TEST_F(CommsRoutingTest, AClientThatCantBeReachedIsDroppedAndTheOthersServed) {
-  RawClient first, third;
-  IPC_Target gone = IPC_Target::anonymous(INADDR_LOOPBACK, freePort(), 1);
-  table.registerClient(first.target(), ".");
+  table.registerClient(c.target(), "^IUA");
   table.registerClient(gone, ".");
-  table.registerClient(third.target(), "^IUA");
+  table.registerClient(a.target(), "^IU");
+  std::string before = textOf(b.target()) + " (\n" + textOf(c.target()) +
+                       " ^IUA\n", after = textOf(a.target()) + " ^IU\n";
+  EXPECT_EQ(readFile(clientsFile()), before + textOf(gone) + " .\n" + after);
   StderrCapture err;
-  table.sendData("IUAX01", 9, 2, reinterpret_cast<const unsigned char*>("ab"));
-  EXPECT_EQ(first.received(), std::vector<std::string>{"IUAX01 9 2"});
-  EXPECT_EQ(third.received(), std::vector<std::string>{"IUAX01 9 2"});
+  const unsigned char bytes[] = "abcd";
+  table.sendData("IUAX01", 3, 4, bytes);
+  table.sendData("JUSA41", 4, 4, bytes);
+  EXPECT_EQ(a.received(), std::vector<std::string>{"IUAX01 3 4"});
+  EXPECT_EQ(c.received(), std::vector<std::string>{"IUAX01 3 4"});
+  EXPECT_TRUE(b.received().empty());
   EXPECT_NE(err.text().find("Error sending data message to " + textOf(gone)),
             std::string::npos);
-  EXPECT_EQ(readFile(clientsFile()), textOf(first.target()) + " .\n" +
-                                         textOf(third.target()) + " ^IUA\n");
+  EXPECT_EQ(readFile(clientsFile()), before + after);
+  for (RawClient* client : {&a, &b, &c}) table.removeClient(client->target());
+  EXPECT_NE(access(clientsFile().c_str(), F_OK), 0);
 }
 
 // In order, each message after the requests before it: a client's request
