@@ -127,11 +127,10 @@ TEST_F(DataRoutingTest, RestartsAndTheRestartCheck) {
   SetUp();
   _manager->setRestartSpan(0.2);
   auto burst = child(fake(4));
-  struct Step { int count; bool wait; bool restartAfter; };
-  const Step steps[] = {{0, false, true},  {7, true, true},
-                        {7, false, true},  {14, true, true},
-                        {14, false, true}, {22, true, false}};
-  for (const Step& step : steps) {
+  const struct { int count; bool wait; bool restartAfter; } steps[] = {
+      {0, false, true}, {7, true, true},   {7, false, true},
+      {14, true, true}, {14, false, true}, {22, true, false}};
+  for (const auto& step : steps) {
     if (step.wait) usleep(250000);
     burst->restartCount = step.count;
     _manager->checkAutoRestart(burst.get());

@@ -10,13 +10,11 @@
 
 namespace {
 
-struct Form {
+const struct Form {
   const char* pattern;
   const char* key;
   bool matches;
-};
-
-const Form kForms[] = {
+} kForms[] = {
     {".", "a", true}, {".", "", false}, {"^abc", "abcd", true},
     {"^abc", "xabc", false}, {"abc$", "xabc", true}, {"abc$", "abcx", false},
     {"^$", "", true}, {"^$", "a", false}, {"[abc]", "xbz", true},

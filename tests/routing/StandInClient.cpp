@@ -6,7 +6,6 @@
 // Usage: standInClient PARENT PATTERN
 #include <unistd.h>
 
-#include <cstdio>
 #include <iostream>
 #include <string>
 
@@ -20,17 +19,13 @@ void product(long tag, long length, unsigned char* data) {
   std::cout << "product " << tag << " "
             << std::string(reinterpret_cast<char*>(data), length) << std::endl;
   char c;
-  while (read(0, &c, 1) == 1 && c != '\n') {
-  }
+  while (read(0, &c, 1) == 1 && c != '\n') continue;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fprintf(stderr, "usage: standInClient PARENT PATTERN\n");
-    return 64;
-  }
+  if (argc != 3) return 64;
   SocketConnection::start();
   requestData(IPC_Target(argv[1]), argv[2], product);
   std::cout << "registered" << std::endl;
