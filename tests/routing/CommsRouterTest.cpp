@@ -158,7 +158,6 @@ TEST_F(CommsRouterTest, ARequestIsRetriedUntilTakenAndTheLatestPatternWins) {
   std::ostringstream me;
   me << Connection::myTarget();
   EXPECT_TRUE(waitFor(clientsFile(), me.str() + " ^IUT|^ZZEND\n"));
-  EXPECT_EQ(clients(me.str()), 1);
   // This process as the source too, with DS messages of both types.
   IPC_Target target("COMMS_ROUTER");
   for (const char* key : {"JUSA41", "IUTX01", "ZZEND01"}) {
