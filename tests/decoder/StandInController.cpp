@@ -1,26 +1,16 @@
 // Stands in for a decoder's data controller, for tests and for running a
-// decoder by hand: it speaks the controller's side of the decoder protocol
-// through the library's own receivers and says on standard output what
-// reached it, one line each:
-//
-//   target TEXT                    its own target, first of all
-//   ChildTargetMsg id=ID pid=PID   a child reported itself
-//   DataReqMsg pattern=PATTERN     a client asked for data
-//   ReadyMsg                       a client may take the next product
-//   sent STATUS                    what sending a product answered
-//
-// It reads commands from standard input:
-//
-//   product TAG TEXT   sends TEXT (the rest of the line) with TAG as a
-//                      product to the client that asked for data last
-//   quit               ends it
+// decoder by hand. It speaks the controller's side of the decoder protocol
+// through the library's own receivers and writes a line on standard output
+// for what reached it: "target TEXT" (its own, first of all),
+// "ChildTargetMsg id=ID pid=PID", "DataReqMsg pattern=PATTERN", "ReadyMsg",
+// and "sent STATUS" for each product it sent. On standard input, "product
+// TAG TEXT" sends the rest of the line as a product to the client that
+// asked for data last, and "quit" ends it.
 //
 // Usage: standInController [NAME]; with NAME it takes that named target of
 // the configuration, as the real controller takes its own.
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <iostream>
 #include <sstream>
 #include <string>

@@ -1,11 +1,7 @@
 // Stands in for the notification server, for tests and for running a
-// decoder by hand: it takes the named target "NOTIFICATION_SERVER" of the
-// configuration and writes one line on standard output for each
-// notification that reaches it:
-//
-//   DataMgmtMsg key=KEY time=SECONDS (the time in words)
-//
-// It ends at the end of its standard input.
+// decoder by hand: it takes the named target "NOTIFICATION_SERVER" and
+// writes "DataMgmtMsg key=KEY time=SECONDS (the time in words)" on
+// standard output for each notification. It ends with its standard input.
 #include <unistd.h>
 
 #include <iostream>

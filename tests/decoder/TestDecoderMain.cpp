@@ -76,16 +76,11 @@ class FaultyModelDecoder : public BriskModelDecoder {
   }
 };
 
-template <class Decoder>
-BufrDecoder* make() {
-  return new Decoder;
-}
-
 const BufrDecoderList::ProductWord kTestWords[] = {
     {"brisk", "Object for decoding brisk Model Sounding data created",
-     make<BriskModelDecoder>},
+     []() -> BufrDecoder* { return new BriskModelDecoder; }},
     {"faulty", "Object for decoding faulty Model Sounding data created",
-     make<FaultyModelDecoder>},
+     []() -> BufrDecoder* { return new FaultyModelDecoder; }},
 };
 
 }  // namespace
