@@ -7,8 +7,8 @@
 // decoders of a process share would show as a difference.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/wait.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -16,9 +16,6 @@
 #include "DecoderSite.h"
 
 namespace {
-
-namespace fs = std::filesystem;
-const std::string kSamples = ZEPH_SOURCE_DIR "/site/samples/";
 
 // The samples whose names say what is wrong with them.
 bool marked(const std::string& name) {
@@ -34,22 +31,20 @@ class AllFamiliesTest : public DecoderSiteTest {
   // each: a good file cut in half and a garbage file under a good name.
   void putFiles(const std::string& tree) {
     for (const SiteFamily& family : siteFamilies()) {
-      std::string input = tree + family.traits->dataDirectory;
+      std::string input = tree + family.traits->dataDirectory + "/";
+      std::string folder = kSamples + family.samples + "/";
       std::string good;
-      for (const std::string& name : names(kSamples + family.samples)) {
-        if (fs::is_directory(kSamples + family.samples + "/" + name) ||
-            name.find('.') != std::string::npos)
-          continue;  // recipes, definitions, expected values
-        fs::copy_file(kSamples + family.samples + "/" + name, input + "/" + name);
+      for (const std::string& name : sampleFiles(family)) {
+        std::filesystem::copy_file(folder + name, input + name);
         if (good.empty() && !marked(name)) good = name;
       }
       ASSERT_FALSE(good.empty()) << family.word;
-      std::string bytes = readBinary(kSamples + family.samples + "/" + good);
-      writeFile(input + "/" + good + "_CUT", bytes.substr(0, bytes.size() / 2));
+      std::string bytes = readBinary(folder + good);
+      writeFile(input + good + "_CUT", bytes.substr(0, bytes.size() / 2));
       std::string garbage(bytes.size(), '\0');
       for (size_t i = 0; i < garbage.size(); ++i)
         garbage[i] = static_cast<char>((i * 7919 + 13) % 251);
-      writeFile(input + "/" + good + "_GARBAGE", "BUFR" + garbage);
+      writeFile(input + good + "_GARBAGE", "BUFR" + garbage);
     }
   }
 
@@ -59,37 +54,8 @@ class AllFamiliesTest : public DecoderSiteTest {
     return true;
   }
 
-  // Starts the decoders of a tree, each with the tree as its ZEPH_DATA.
-  void launch(const std::string& tree, const std::vector<std::string>& products) {
-    setenv("ZEPH_DATA", tree.c_str(), 1);
-    _parent = "DATA_CONTROLLER";  // nobody: the files are there at the start
-    for (const std::string& product : products)
-      _children.push_back(decoder(product));
-  }
-  // Waits until every input directory of the trees is empty, and ends the
-  // decoders with SIGTERM.
-  void finish(const std::vector<std::string>& trees) {
-    auto done = [&] {
-      for (const std::string& tree : trees)
-        if (!inputsEmpty(tree)) return false;
-      return true;
-    };
-    for (int i = 0; i < kPatience * 5 && !done(); ++i) usleep(100000);
-    for (auto& child : _children) {
-      int status = child->stop(SIGTERM);
-      EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    }
-  }
-
-  std::vector<std::unique_ptr<ChildProgram>> _children;
-
   static std::string ncdump(const std::string& path) {
-    std::string out = path + ".cdl";
-    std::string command = "ncdump '" + path + "' > '" + out + "'";
-    if (std::system(command.c_str()) != 0) return "ncdump failed";
-    std::string text = readFile(out);
-    fs::remove(out);
-    return text;
+    return commandOutput("ncdump '" + path + "'");
   }
 };
 
@@ -100,15 +66,24 @@ TEST_F(AllFamiliesTest, OneProcessStoresWhatSevenWould) {
   putFiles(together);
   putFiles(alone);
 
-  std::vector<std::string> words;
+  // Each decoder has its tree as its ZEPH_DATA and nobody as its parent:
+  // the files are there at the start.
+  _parent = "DATA_CONTROLLER";
+  std::vector<std::unique_ptr<ChildProgram>> children;
   std::string all;
+  setenv("ZEPH_DATA", alone.c_str(), 1);
   for (const SiteFamily& family : siteFamilies()) {
-    words.push_back(family.word);
+    children.push_back(decoder(family.word));
     all += std::string(family.word) + "+";
   }
-  launch(together, {all});
-  launch(alone, words);
-  finish({together, alone});
+  setenv("ZEPH_DATA", together.c_str(), 1);
+  children.push_back(decoder(all));
+  waitUntil([&] { return inputsEmpty(together) && inputsEmpty(alone); },
+            kPatience * 5);
+  for (auto& child : children) {
+    int status = child->stop(SIGTERM);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  }
 
   int pointFiles = 0;
   for (const SiteFamily& family : siteFamilies()) {

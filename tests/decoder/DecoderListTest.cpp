@@ -9,31 +9,11 @@
 
 #include "BufrDecoder.h"
 #include "BufrDriver.h"
-#include "ProductSite.h"
+#include "DecoderSite.h"
 
 namespace {
 
-const std::string kSamples = ZEPH_SOURCE_DIR "/site/samples/";
-
-class DecoderListTest : public ProductSiteTest {
- protected:
-  void SetUp() override {
-    ProductSiteTest::SetUp();
-    for (const ProductTraits* traits : {&kModelTraits, &kGoesTraits, &kPoesTraits})
-      makeProductDirectories(*traits);
-    makePointDirectory("/point/GOES/netcdf", "goes");
-    makePointDirectory("/point/POES/netcdf", "poes");
-  }
-
-  static std::vector<std::string> products(BufrDecoderList& list) {
-    std::vector<std::string> made;
-    for (int i = 0; i < list.length(); ++i)
-      made.push_back(list.decoderAt(i)->decoder->productName().chars());
-    return made;
-  }
-
-  std::string dir(const ProductTraits& traits) { return data(traits.dataDirectory); }
-};
+using DecoderListTest = DecoderSiteTest;
 
 TEST_F(DecoderListTest, ProductWordsMakeDecodersInTableOrder) {
   const std::string model = "Model Soundings";
@@ -55,7 +35,9 @@ TEST_F(DecoderListTest, ProductWordsMakeDecodersInTableOrder) {
     SCOPED_TRACE(c.name);
     BufrDecoderList list;
     EXPECT_EQ(!c.made.empty(), list.createDecoders(c.name));
-    std::vector<std::string> made = products(list);
+    std::vector<std::string> made;
+    for (int i = 0; i < list.length(); ++i)
+      made.push_back(list.decoderAt(i)->decoder->productName().chars());
     // Names may differ in case from the table's; compare what was made.
     ASSERT_EQ(c.made.size(), made.size());
     for (size_t i = 0; i < made.size(); ++i)
@@ -116,8 +98,7 @@ TEST_F(DecoderListTest, MultipleHandlerTakesTheIdBehindTheFirstPoint) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.message);
-    writeFile(dir(kGoesTraits) + "/IUSA11_KNES_202403221846",
-              readBinary(kSamples + "goes/IUSA11_KNES_202403221846"));
+    writeFile(goesFile, readBinary(kSamples + "goes/IUSA11_KNES_202403221846"));
     StderrCapture err;
     std::string text = c.message;
     processMsg_Multiple(0, static_cast<long>(text.size()),

@@ -1,5 +1,6 @@
 #include "DecoderSite.h"
 
+#include <stdio.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -7,16 +8,24 @@
 
 namespace fs = std::filesystem;
 
-namespace {
-const std::string kSamples = ZEPH_SOURCE_DIR "/site/samples/";
-}  // namespace
-
 const double kPatience = 60;
+const std::string kSamples = ZEPH_SOURCE_DIR "/site/samples/";
 
 std::string naming(const std::string& id) {
   std::string text = "input.wmo " + id + " KWBC 221200";
   text.resize(48, '-');
   return text;
+}
+
+std::string commandOutput(const std::string& command) {
+  std::string out;
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return out;
+  char chunk[4096];
+  for (size_t n; (n = fread(chunk, 1, sizeof chunk, pipe)) > 0;)
+    out.append(chunk, n);
+  pclose(pipe);
+  return out;
 }
 
 void DecoderSiteTest::SetUp() {
@@ -42,11 +51,21 @@ const std::vector<SiteFamily>& siteFamilies() {
       {"acars", &kAcarsTraits, "acars", {{"/point/acars/netcdf", "acars"}}},
       {"csw", &kHdwTraits, "hdw", {{"/point/CSW/netcdf", "csw"}}},
       {"prof", &kProfilerTraits, "profiler",
-       {{"/point/prof/netcdf", "profiler"}, {"/point/CAP/netcdf", "profilerCAP"}}},
+       {{"/point/prof/netcdf", "profiler"},
+        {"/point/CAP/netcdf", "profilerCAP"}}},
       {"quikscat", &kQuikScatTraits, "quikscat",
        {{"/point/QuikScat/netcdf", "quikscat"}}},
   };
   return families;
+}
+
+std::vector<std::string> sampleFiles(const SiteFamily& family) {
+  std::vector<std::string> files;
+  const std::string folder = kSamples + family.samples + "/";
+  for (const std::string& name : ProductSiteTest::names(folder))
+    if (!fs::is_directory(folder + name) && name.find('.') == std::string::npos)
+      files.push_back(name);
+  return files;
 }
 
 void DecoderSiteTest::makeSite(const std::string& data) {
@@ -62,25 +81,8 @@ void DecoderSiteTest::makeSite(const std::string& data) {
   }
 }
 
-void DecoderSiteTest::putSample(const ProductTraits& t, const std::string& family,
-                                const std::string& name, const std::string& as) {
-  fs::copy_file(kSamples + family + "/" + name,
-                dir(t) + "/" + (as.empty() ? name : as));
-}
-
-std::unique_ptr<ChildProgram> DecoderSiteTest::start(std::vector<std::string> argv) {
-  auto child = std::make_unique<ChildProgram>(argv, root.file("children.err"));
-  EXPECT_TRUE(child->started());
-  return child;
-}
-
-std::unique_ptr<ChildProgram> DecoderSiteTest::notifier() {
-  auto child = start({STAND_IN_NOTIFIER});
-  EXPECT_EQ("listening", child->waitFor("listening", kPatience));
-  return child;
-}
-
-std::unique_ptr<ChildProgram> DecoderSiteTest::controller(const std::string& name) {
+std::unique_ptr<ChildProgram> DecoderSiteTest::controller(
+    const std::string& name) {
   auto child = name.empty() ? start({STAND_IN_CONTROLLER})
                             : start({STAND_IN_CONTROLLER, name});
   std::string line = child->waitFor("target ", kPatience);
@@ -89,20 +91,16 @@ std::unique_ptr<ChildProgram> DecoderSiteTest::controller(const std::string& nam
   return child;
 }
 
-std::unique_ptr<ChildProgram> DecoderSiteTest::decoder(const std::string& product,
-                                                       const char* program) {
-  return start({program, _parent, "42", product});
-}
-
 std::string DecoderSiteTest::logs() {
   std::string all = readFile(root.file("children.err"));
   if (fs::exists(root.file("logs")))
-    for (const auto& entry : fs::recursive_directory_iterator(root.file("logs")))
-      if (entry.is_regular_file()) all += readFile(entry.path().string());
+    for (const auto& e : fs::recursive_directory_iterator(root.file("logs")))
+      if (e.is_regular_file()) all += readFile(e.path().string());
   return all;
 }
 
-std::string DecoderSiteTest::expectRegistration(ChildProgram& parent, pid_t child) {
+std::string DecoderSiteTest::expectRegistration(ChildProgram& parent,
+                                                pid_t child) {
   EXPECT_EQ("ChildTargetMsg id=42 pid=" + std::to_string(child),
             parent.waitFor("ChildTargetMsg", kPatience));
   std::string request = parent.waitFor("DataReqMsg pattern=", kPatience);
@@ -110,15 +108,9 @@ std::string DecoderSiteTest::expectRegistration(ChildProgram& parent, pid_t chil
   return request.empty() ? "" : request.substr(19);
 }
 
-void DecoderSiteTest::sendProduct(ChildProgram& parent, const std::string& text) {
+void DecoderSiteTest::sendProduct(ChildProgram& parent,
+                                  const std::string& text) {
   parent.writeLine("product 7 " + text);
   EXPECT_EQ("sent 0", parent.waitFor("sent ", kPatience));
   EXPECT_EQ("ReadyMsg", parent.waitFor("ReadyMsg", kPatience));
-}
-
-std::vector<std::string> DecoderSiteTest::drain(ChildProgram& program, double seconds) {
-  std::vector<std::string> lines;
-  std::string line;
-  while (program.readLine(&line, seconds)) lines.push_back(line);
-  return lines;
 }

@@ -42,17 +42,6 @@ class SignalTest : public DecoderSiteTest {
   }
   std::string input() { return dir(kModelTraits); }
   std::string badDir() { return data(kModelTraits.badDirectory); }
-  void empty(const std::string& directory) {
-    for (const auto& entry : fs::directory_iterator(directory))
-      fs::remove(entry.path());
-  }
-  bool waitUntilEmpty(const std::string& directory) {
-    for (int i = 0; i < kPatience * 10; ++i) {
-      if (names(directory).empty()) return true;
-      usleep(100000);
-    }
-    return false;
-  }
 };
 
 TEST_F(SignalTest, FaultMovesTheFileInWorkAndNothingElse) {
@@ -69,8 +58,10 @@ TEST_F(SignalTest, FaultMovesTheFileInWorkAndNothingElse) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.mark) + " " + (c.dumpCore ? c.dumpCore : "unset"));
-    empty(input());
-    empty(badDir());
+    for (const std::string& d : {input(), badDir()}) {
+      fs::remove_all(d);
+      fs::create_directories(d);
+    }
     if (c.dumpCore)
       setenv("ZEPH_DUMP_CORE", c.dumpCore, 1);
     else
@@ -124,7 +115,7 @@ TEST_F(SignalTest, TerminationLeavesTheFileForTheNextProcess) {
 
   unsetenv("ZEPH_TEST_HANG");
   auto child = faulty();
-  EXPECT_TRUE(waitUntilEmpty(input()));
+  EXPECT_TRUE(waitUntil([&] { return names(input()).empty(); }, kPatience));
   EXPECT_TRUE(names(badDir()).empty());
   EXPECT_LT(1u, names(data("/point/model/ETA/netcdf")).size());
 }
